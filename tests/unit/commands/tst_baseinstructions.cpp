@@ -1,0 +1,86 @@
+#include "BaseInstructionsService.h"
+#include "DefaultsStore.h"
+#include "TestSupport.h"
+
+#include <QSignalSpy>
+#include <QtTest>
+
+namespace {
+
+const QString &key()
+{
+    return BaseInstructionsService::userDefaultsKey;
+}
+
+} // namespace
+
+class BaseInstructionsTest : public QObject {
+    Q_OBJECT
+
+private Q_SLOTS:
+    void initTestCase() { TestSupport::requireThrowawayEnvironment(); }
+    void init() { DefaultsStore::standard().removeAll(); }
+
+    void firstUseStoresTheDefault()
+    {
+        QCOMPARE(BaseInstructionsService::defaultBaseInstructions.size(), 428);
+        QVERIFY(!BaseInstructionsService::defaultBaseInstructions.endsWith(u'\n'));
+        BaseInstructionsService service;
+        QCOMPARE(service.baseInstructions(), BaseInstructionsService::defaultBaseInstructions);
+        QCOMPARE(DefaultsStore::standard().text(key()),
+                 std::optional<QString>(BaseInstructionsService::defaultBaseInstructions));
+    }
+
+    void blankStoredValuesAreKeptAndAddNothing_data()
+    {
+        QTest::addColumn<QString>("stored");
+        QTest::newRow("empty") << QString();
+        QTest::newRow("spaces and line breaks") << QStringLiteral("  \n\t \n");
+    }
+
+    void blankStoredValuesAreKeptAndAddNothing()
+    {
+        QFETCH(QString, stored);
+        DefaultsStore::standard().setText(key(), stored);
+        for (int run = 0; run < 2; ++run) { // survives a restart
+            BaseInstructionsService service;
+            QCOMPARE(service.baseInstructions(), stored);
+            QCOMPARE(service.composePrompt(QStringLiteral("P")), QStringLiteral("P"));
+            QCOMPARE(DefaultsStore::standard().text(key()), std::optional<QString>(stored));
+        }
+    }
+
+    void composeKeepsTheUserTextUntrimmed()
+    {
+        DefaultsStore::standard().setText(key(), QStringLiteral("Be brief.\n"));
+        BaseInstructionsService service;
+        const QString composed = service.composePrompt(QStringLiteral("Do it"));
+        QCOMPARE(composed, QStringLiteral("Be brief.\n\n\n---\n\nDo it"));
+        QVERIFY(composed.contains(QStringLiteral("\n\n\n---")));
+
+        DefaultsStore::standard().setText(key(), QStringLiteral("  Lead"));
+        BaseInstructionsService leading;
+        QCOMPARE(leading.composePrompt(QString()), QStringLiteral("  Lead\n\n---\n\n"));
+    }
+
+    void editsNotifyOnlyOnChangeAndPersistOnlyWhenSaved()
+    {
+        BaseInstructionsService service;
+        QSignalSpy spy(&service, &BaseInstructionsService::baseInstructionsChanged);
+        service.setBaseInstructions(service.baseInstructions());
+        QCOMPARE(spy.count(), 0);
+        service.setBaseInstructions(QStringLiteral("Answer in French."));
+        QCOMPARE(spy.count(), 1);
+        QCOMPARE(spy.at(0).at(0).toString(), QStringLiteral("Answer in French."));
+
+        // Without a save the edit is gone at the next start.
+        QCOMPARE(BaseInstructionsService().baseInstructions(),
+                 BaseInstructionsService::defaultBaseInstructions);
+
+        service.saveBaseInstructions();
+        QCOMPARE(BaseInstructionsService().baseInstructions(), QStringLiteral("Answer in French."));
+    }
+};
+
+QTEST_GUILESS_MAIN(BaseInstructionsTest)
+#include "tst_baseinstructions.moc"

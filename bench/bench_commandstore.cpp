@@ -18,11 +18,12 @@ struct Figures {
     double p90;
 };
 
-template <typename F> Figures measure(int runs, F &&body)
+template <typename F, typename S> Figures measure(int runs, F &&body, S &&setup)
 {
     std::vector<double> samples;
     samples.reserve(runs);
     for (int i = 0; i < runs; ++i) {
+        setup();
         QElapsedTimer timer;
         timer.start();
         body();
@@ -32,9 +33,14 @@ template <typename F> Figures measure(int runs, F &&body)
     return {samples[samples.size() / 2], samples[samples.size() * 9 / 10]};
 }
 
+template <typename F> Figures measure(int runs, F &&body)
+{
+    return measure(runs, body, [] {});
+}
+
 void report(const char *name, Figures figures)
 {
-    std::printf("%-46s median %8.3f ms   p90 %8.3f ms\n", name, figures.median, figures.p90);
+    std::printf("%-58s median %8.3f ms   p90 %8.3f ms\n", name, figures.median, figures.p90);
 }
 
 } // namespace
@@ -55,10 +61,21 @@ int main(int argc, char *argv[])
         const QByteArray label = QByteArray::number(count) + " stored commands";
         report((label + ", empty search").constData(),
                measure(50, [] { (void)CommandStore::availableCommands(QString()); }));
-        report((label + ", search \"german\"").constData(),
-               measure(50, [] { (void)CommandStore::availableCommands(QStringLiteral("german")); }));
+        report((label + ", search \"german\"").constData(), measure(50, [] {
+                   (void)CommandStore::availableCommands(QStringLiteral("german"));
+               }));
         report((label + ", load only").constData(),
                measure(50, [] { (void)CommandStore::loadStoredCommands(); }));
+        // The first read after the stored value changed decodes it afresh.
+        const QByteArray encoded = AICommand::encodeList(commands);
+        int variant = 0;
+        report((label + ", first read after a change").constData(),
+               measure(
+                   20, [] { (void)CommandStore::availableCommands(QString()); },
+                   [&] {
+                       DefaultsStore::standard().setData(QStringLiteral("prompts"),
+                                                         encoded + QByteArray(++variant % 7, ' '));
+                   }));
     }
     return 0;
 }

@@ -14,10 +14,10 @@ struct AICommand {
     QString prompt;
 
     AICommand() = default;
-    AICommand(QString title, QString prompt)
-        : title(std::move(title)), prompt(std::move(prompt)) {}
+    AICommand(QString title, QString prompt) : title(std::move(title)), prompt(std::move(prompt)) {}
     AICommand(QUuid id, QString title, QString prompt)
-        : id(id), title(std::move(title)), prompt(std::move(prompt)) {}
+        : id(id), title(std::move(title)), prompt(std::move(prompt))
+    {}
 
     friend bool operator==(const AICommand &, const AICommand &) = default;
 

@@ -2,6 +2,7 @@
 
 #include "DefaultsStore.h"
 
+#include <QMutex>
 #include <QSet>
 
 namespace CommandStore {
@@ -21,14 +22,29 @@ const QList<AICommand> &defaultCommands()
 {
     // A function-local static is built once, safely even from two threads.
     static const QList<AICommand> commands{
-        AICommand(QStringLiteral("✍️ Rewrite this text in a different way"), QStringLiteral("Rewrite the following text in a different way while maintaining the same meaning: {text}")),
-        AICommand(QStringLiteral("📝 Shorten this text to be more concise"), QStringLiteral("Make the following text more concise while keeping the key information: {text}")),
-        AICommand(QStringLiteral("🇩🇪 Translate to German"), QStringLiteral("Translate the following text to German: {text}")),
-        AICommand(QStringLiteral("📈 Expand this text with more details"), QStringLiteral("Expand the following text with more details and context: {text}")),
-        AICommand(QStringLiteral("📋 Summarize the key points of this text"), QStringLiteral("Summarize the key points of the following text: {text}")),
-        AICommand(QStringLiteral("✅ Fix grammar and spelling errors"), QStringLiteral("Fix any grammar and spelling errors in the following text: {text}")),
-        AICommand(QStringLiteral("🔄 Rephrase this text differently"), QStringLiteral("Rephrase the following text in a different way: {text}")),
-        AICommand(QStringLiteral("➡️ Continue writing from this point"), QStringLiteral("Continue writing from this point, maintaining the same style and tone: {text}")),
+        AICommand(QStringLiteral("✍️ Rewrite this text in a different way"),
+                  QStringLiteral("Rewrite the following text in a different way while maintaining "
+                                 "the same meaning: {text}")),
+        AICommand(
+            QStringLiteral("📝 Shorten this text to be more concise"),
+            QStringLiteral(
+                "Make the following text more concise while keeping the key information: {text}")),
+        AICommand(QStringLiteral("🇩🇪 Translate to German"),
+                  QStringLiteral("Translate the following text to German: {text}")),
+        AICommand(
+            QStringLiteral("📈 Expand this text with more details"),
+            QStringLiteral("Expand the following text with more details and context: {text}")),
+        AICommand(QStringLiteral("📋 Summarize the key points of this text"),
+                  QStringLiteral("Summarize the key points of the following text: {text}")),
+        AICommand(
+            QStringLiteral("✅ Fix grammar and spelling errors"),
+            QStringLiteral("Fix any grammar and spelling errors in the following text: {text}")),
+        AICommand(QStringLiteral("🔄 Rephrase this text differently"),
+                  QStringLiteral("Rephrase the following text in a different way: {text}")),
+        AICommand(
+            QStringLiteral("➡️ Continue writing from this point"),
+            QStringLiteral(
+                "Continue writing from this point, maintaining the same style and tone: {text}")),
     };
     return commands;
 }
@@ -40,7 +56,18 @@ QList<AICommand> loadStoredCommands()
     if (!stored) {
         return {};
     }
-    return AICommand::decodeList(*stored).value_or(QList<AICommand>{});
+    // The store is read on every call. Decoding is remembered for the exact
+    // bytes last decoded only, so it can never answer for a changed value; it
+    // keeps the popup's per-keystroke recomputation cheap with long lists.
+    static QMutex mutex;
+    static QByteArray lastBytes;
+    static QList<AICommand> lastDecoded;
+    const QMutexLocker locker(&mutex);
+    if (stored->size() != lastBytes.size() || *stored != lastBytes) {
+        lastDecoded = AICommand::decodeList(*stored).value_or(QList<AICommand>{});
+        lastBytes = *stored;
+    }
+    return lastDecoded;
 }
 
 void saveStoredCommands(const QList<AICommand> &commands)

@@ -70,7 +70,9 @@ KeychainService::Outcome KeychainService::run(Operation operation, AIVendor vend
             break;
         case Operation::Write: {
             auto *write = new QKeychain::WritePasswordJob(serviceText);
-            write->setBinaryData(data);
+            // Stored as text, so the key reads back as it is with the desktop's
+            // own secret tools too.
+            write->setTextData(QString::fromUtf8(data));
             job = write;
             break;
         }

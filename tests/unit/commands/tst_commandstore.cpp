@@ -55,7 +55,8 @@ private Q_SLOTS:
     {
         const QList<AICommand> &defaults = defaultCommands();
         QCOMPARE(defaults.size(), 8);
-        QCOMPARE(defaults.at(0).title, QStringLiteral("✍️ Rewrite this text in a different way"));
+        QCOMPARE(defaults.at(0).title,
+                 QStringLiteral("✍️ Rewrite this text in a different way"));
         QCOMPARE(defaults.at(2).title, QStringLiteral("🇩🇪 Translate to German"));
         QCOMPARE(defaults.at(7).prompt,
                  QStringLiteral("Continue writing from this point, maintaining the same style "
@@ -79,8 +80,8 @@ private Q_SLOTS:
             process.setProcessEnvironment(env);
             process.start(QCoreApplication::applicationFilePath(), {});
             process.waitForFinished(10000);
-            return QString::fromUtf8(process.readAllStandardOutput()).split(u'\n',
-                                                                            Qt::SkipEmptyParts);
+            return QString::fromUtf8(process.readAllStandardOutput())
+                .split(u'\n', Qt::SkipEmptyParts);
         };
         const QStringList first = idsOfOneRun();
         const QStringList second = idsOfOneRun();
@@ -133,8 +134,8 @@ private Q_SLOTS:
         QTest::addColumn<QStringList>("expected");
         QTest::newRow("capitals") << QStringLiteral("GERMAN")
                                   << QStringList{QStringLiteral("🇩🇪 Translate to German")};
-        QTest::newRow("prompt words are not searched") << QStringLiteral("following")
-                                                       << QStringList{};
+        QTest::newRow("prompt words are not searched")
+            << QStringLiteral("following") << QStringList{};
         QTest::newRow("several matches keep list order")
             << QStringLiteral("THIS TEXT")
             << QStringList{defaultCommands().at(0).title, defaultCommands().at(1).title,
@@ -142,8 +143,7 @@ private Q_SLOTS:
                            defaultCommands().at(6).title};
         // The search text is not trimmed: a single blank matches every title.
         QTest::newRow("a blank is a search") << QStringLiteral(" ") << defaultTitles();
-        QTest::newRow("trailing blank narrows")
-            << QStringLiteral("German ") << QStringList{};
+        QTest::newRow("trailing blank narrows") << QStringLiteral("German ") << QStringList{};
     }
 
     void searchIsCaseInsensitiveOnTitlesOnly()
@@ -194,17 +194,17 @@ private Q_SLOTS:
         QTest::newRow("random bytes") << random;
         QTest::newRow("invalid JSON") << QByteArray("[{\"id\":");
         QTest::newRow("an object, not a list") << QByteArray("{\"title\":\"x\"}");
-        QTest::newRow("title of the wrong type")
-            << QByteArray(R"([{"id":"E621E1F8-C36C-495A-93FC-0C247A3E6E5F","title":5,"prompt":"p"}])");
+        QTest::newRow("title of the wrong type") << QByteArray(
+            R"([{"id":"E621E1F8-C36C-495A-93FC-0C247A3E6E5F","title":5,"prompt":"p"}])");
         QTest::newRow("missing prompt")
             << QByteArray(R"([{"id":"E621E1F8-C36C-495A-93FC-0C247A3E6E5F","title":"t"}])");
         QTest::newRow("id that is no UUID")
             << QByteArray(R"([{"id":"not-a-uuid","title":"t","prompt":"p"}])");
-        QTest::newRow("id in braces")
-            << QByteArray(R"([{"id":"{E621E1F8-C36C-495A-93FC-0C247A3E6E5F}","title":"t","prompt":"p"}])");
-        QTest::newRow("one bad element spoils the list")
-            << QByteArray(R"([{"id":"E621E1F8-C36C-495A-93FC-0C247A3E6E5F","title":"t","prompt":"p"},)"
-                          R"({"id":"E621E1F8-C36C-495A-93FC-0C247A3E6E60","title":null,"prompt":"p"}])");
+        QTest::newRow("id in braces") << QByteArray(
+            R"([{"id":"{E621E1F8-C36C-495A-93FC-0C247A3E6E5F}","title":"t","prompt":"p"}])");
+        QTest::newRow("one bad element spoils the list") << QByteArray(
+            R"([{"id":"E621E1F8-C36C-495A-93FC-0C247A3E6E5F","title":"t","prompt":"p"},)"
+            R"({"id":"E621E1F8-C36C-495A-93FC-0C247A3E6E60","title":null,"prompt":"p"}])");
         QTest::newRow("10 MB of text") << QByteArray(10 * 1024 * 1024, 'x');
     }
 
@@ -223,9 +223,9 @@ private Q_SLOTS:
 
     void jsonFormUsesUpperCaseIdsAndReadsEitherCase()
     {
-        const AICommand command(QUuid::fromString(QStringLiteral(
-                                    "e621e1f8-c36c-495a-93fc-0c247a3e6e5f")),
-                                QStringLiteral("T"), QStringLiteral("P {text}"));
+        const AICommand command(
+            QUuid::fromString(QStringLiteral("e621e1f8-c36c-495a-93fc-0c247a3e6e5f")),
+            QStringLiteral("T"), QStringLiteral("P {text}"));
         saveStoredCommands({command});
         const QJsonArray array = QJsonDocument::fromJson(storedRaw()).array();
         QCOMPARE(array.size(), 1);
@@ -234,7 +234,8 @@ private Q_SLOTS:
                  QStringLiteral("E621E1F8-C36C-495A-93FC-0C247A3E6E5F"));
         QCOMPARE(object.keys().size(), 3);
 
-        storeRaw(R"([{"prompt":"P","title":"T","id":"e621e1f8-c36c-495a-93fc-0c247a3e6e5f","extra":1}])");
+        storeRaw(
+            R"([{"prompt":"P","title":"T","id":"e621e1f8-c36c-495a-93fc-0c247a3e6e5f","extra":1}])");
         const QList<AICommand> loaded = loadStoredCommands();
         QCOMPARE(loaded.size(), 1);
         QCOMPARE(loaded.at(0).id, command.id);
@@ -268,18 +269,19 @@ private Q_SLOTS:
         QTest::addColumn<QString>("prompt");
         QTest::addColumn<QString>("text");
         QTest::addColumn<QString>("expected");
-        QTest::newRow("placeholder") << QStringLiteral("Translate: {text}")
-                                     << QStringLiteral("Hallo") << QStringLiteral("Translate: Hallo");
+        QTest::newRow("placeholder")
+            << QStringLiteral("Translate: {text}") << QStringLiteral("Hallo")
+            << QStringLiteral("Translate: Hallo");
         QTest::newRow("two placeholders") << QStringLiteral("{text} and {text}")
                                           << QStringLiteral("x") << QStringLiteral("x and x");
         QTest::newRow("placeholder in other case")
             << QStringLiteral("Fix {Text}") << QStringLiteral("abc")
             << QStringLiteral("Fix {Text}\n\nText to process: abc");
-        QTest::newRow("no placeholder") << QStringLiteral("make it formal")
-                                        << QStringLiteral(" hi \n")
-                                        << QStringLiteral("make it formal\n\nText to process:  hi \n");
-        QTest::newRow("empty text") << QStringLiteral("Say: {text}") << QString()
-                                    << QStringLiteral("Say: ");
+        QTest::newRow("no placeholder")
+            << QStringLiteral("make it formal") << QStringLiteral(" hi \n")
+            << QStringLiteral("make it formal\n\nText to process:  hi \n");
+        QTest::newRow("empty text")
+            << QStringLiteral("Say: {text}") << QString() << QStringLiteral("Say: ");
         QTest::newRow("text holding the placeholder")
             << QStringLiteral("A {text} B") << QStringLiteral("{text}")
             << QStringLiteral("A {text} B");

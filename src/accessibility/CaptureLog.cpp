@@ -1,0 +1,3 @@
+#include "CaptureLog.h"
+
+Q_LOGGING_CATEGORY(lcCapture, "vellumo.capture", QtWarningMsg)

@@ -1,6 +1,8 @@
+#include "AccessibilityThread.h"
 #include "UIElement.h"
 #include "X11Windows.h"
 
+#include <QElapsedTimer>
 #include <atspi/atspi.h>
 
 namespace {
@@ -16,6 +18,8 @@ AXResult<UIElement> focusedByCollection(AtspiCollection *collection)
         ATSPI_Collection_MATCH_ALL, nullptr, ATSPI_Collection_MATCH_ALL, FALSE);
     g_object_unref(states);
     GError *error = nullptr;
+    QElapsedTimer clock;
+    clock.start();
     GArray *matches = atspi_collection_get_matches(
         collection, rule, ATSPI_Collection_SORT_ORDER_CANONICAL, 1, TRUE, &error);
     g_object_unref(rule);
@@ -24,6 +28,9 @@ AXResult<UIElement> focusedByCollection(AtspiCollection *collection)
                               QString::fromUtf8(error->message).contains(u"imeout");
         g_error_free(error);
         return AXResult<UIElement>::failure(timedOut ? AXError::CannotComplete : AXError::Failure);
+    }
+    if (!matches && clock.elapsed() >= AccessibilityThread::callTimeoutMs - 5) {
+        return AXResult<UIElement>::failure(AXError::CannotComplete);
     }
     UIElement found;
     if (matches && matches->len > 0) {

@@ -7,6 +7,7 @@
 #include <QDBusConnection>
 #include <QDBusMessage>
 #include <QDBusVariant>
+#include <QElapsedTimer>
 #include <QQueue>
 #include <atspi/atspi.h>
 
@@ -86,6 +87,19 @@ QString takeString(gchar *s)
     return out;
 }
 
+// libatspi does not always report a call that ran into its time-out (some
+// answers come back empty without an error), so the clock decides.
+template <typename T> AXResult<T> guarded(const std::function<AXResult<T>()> &body)
+{
+    QElapsedTimer clock;
+    clock.start();
+    AXResult<T> result = body();
+    if (!result.failed() && clock.elapsed() >= AccessibilityThread::callTimeoutMs - 5) {
+        return AXResult<T>::failure(AXError::CannotComplete);
+    }
+    return result;
+}
+
 } // namespace
 
 UIElement UIElement::fromPlatform(void *accessible)
@@ -100,213 +114,236 @@ UIElement UIElement::fromPlatform(void *accessible)
 
 AXResult<UIElement::Role> UIElement::role() const
 {
-    GError *error = nullptr;
-    const AtspiRole r = atspi_accessible_get_role(acc(*this), &error);
-    if (const AXError e = toAXError(error); e != AXError::Success) {
-        return AXResult<Role>::failure(e);
-    }
-    return AXResult<Role>::of(mapRole(r));
+    return guarded<UIElement::Role>([&]() -> AXResult<UIElement::Role> {
+        GError *error = nullptr;
+        const AtspiRole r = atspi_accessible_get_role(acc(*this), &error);
+        if (const AXError e = toAXError(error); e != AXError::Success) {
+            return AXResult<Role>::failure(e);
+        }
+        return AXResult<Role>::of(mapRole(r));
+    });
 }
 
 AXResult<QString> UIElement::name() const
 {
-    GError *error = nullptr;
-    gchar *n = atspi_accessible_get_name(acc(*this), &error);
-    if (const AXError e = toAXError(error); e != AXError::Success) {
-        g_free(n);
-        return AXResult<QString>::failure(e);
-    }
-    if (!n) {
-        return AXResult<QString>::none();
-    }
-    return AXResult<QString>::of(takeString(n));
+    return guarded<QString>([&]() -> AXResult<QString> {
+        GError *error = nullptr;
+        gchar *n = atspi_accessible_get_name(acc(*this), &error);
+        if (const AXError e = toAXError(error); e != AXError::Success) {
+            g_free(n);
+            return AXResult<QString>::failure(e);
+        }
+        if (!n) {
+            return AXResult<QString>::none();
+        }
+        return AXResult<QString>::of(takeString(n));
+    });
 }
 
 AXResult<unsigned> UIElement::states() const
 {
-    AtspiStateSet *set = atspi_accessible_get_state_set(acc(*this));
-    if (!set) {
-        return AXResult<unsigned>::failure(AXError::Failure);
-    }
-    static constexpr std::pair<AtspiStateType, State> table[] = {
-        {ATSPI_STATE_ACTIVE, Active},       {ATSPI_STATE_FOCUSED, Focused},
-        {ATSPI_STATE_SHOWING, Showing},     {ATSPI_STATE_ENABLED, Enabled},
-        {ATSPI_STATE_SENSITIVE, Sensitive}, {ATSPI_STATE_EDITABLE, Editable},
-        {ATSPI_STATE_VISIBLE, Visible},
-    };
-    const bool defunct = atspi_state_set_contains(set, ATSPI_STATE_DEFUNCT);
-    unsigned bits = 0;
-    for (const auto &[type, bit] : table) {
-        if (atspi_state_set_contains(set, type)) {
-            bits |= bit;
+    return guarded<unsigned>([&]() -> AXResult<unsigned> {
+        AtspiStateSet *set = atspi_accessible_get_state_set(acc(*this));
+        if (!set) {
+            return AXResult<unsigned>::failure(AXError::Failure);
         }
-    }
-    g_object_unref(set);
-    if (defunct) {
-        return AXResult<unsigned>::failure(AXError::InvalidUIElement);
-    }
-    return AXResult<unsigned>::of(bits);
+        static constexpr std::pair<AtspiStateType, State> table[] = {
+            {ATSPI_STATE_ACTIVE, Active},       {ATSPI_STATE_FOCUSED, Focused},
+            {ATSPI_STATE_SHOWING, Showing},     {ATSPI_STATE_ENABLED, Enabled},
+            {ATSPI_STATE_SENSITIVE, Sensitive}, {ATSPI_STATE_EDITABLE, Editable},
+            {ATSPI_STATE_VISIBLE, Visible},
+        };
+        const bool defunct = atspi_state_set_contains(set, ATSPI_STATE_DEFUNCT);
+        unsigned bits = 0;
+        for (const auto &[type, bit] : table) {
+            if (atspi_state_set_contains(set, type)) {
+                bits |= bit;
+            }
+        }
+        g_object_unref(set);
+        if (defunct) {
+            return AXResult<unsigned>::failure(AXError::InvalidUIElement);
+        }
+        return AXResult<unsigned>::of(bits);
+    });
 }
 
 AXResult<qint64> UIElement::processId() const
 {
-    GError *error = nullptr;
-    const guint pid = atspi_accessible_get_process_id(acc(*this), &error);
-    if (const AXError e = toAXError(error); e != AXError::Success) {
-        return AXResult<qint64>::failure(e);
-    }
-    return AXResult<qint64>::of(pid);
+    return guarded<qint64>([&]() -> AXResult<qint64> {
+        GError *error = nullptr;
+        const guint pid = atspi_accessible_get_process_id(acc(*this), &error);
+        if (const AXError e = toAXError(error); e != AXError::Success) {
+            return AXResult<qint64>::failure(e);
+        }
+        return AXResult<qint64>::of(pid);
+    });
 }
 
 AXResult<QString> UIElement::identifier() const
 {
-    GError *error = nullptr;
-    gchar *id = atspi_accessible_get_accessible_id(acc(*this), &error);
-    if (const AXError e = toAXError(error); e != AXError::Success) {
-        g_free(id);
-        // Older toolkits do not know the property at all.
-        return e == AXError::Failure ? AXResult<QString>::none() : AXResult<QString>::failure(e);
-    }
-    if (!id || !*id) {
-        g_free(id);
-        return AXResult<QString>::none();
-    }
-    return AXResult<QString>::of(takeString(id));
+    return guarded<QString>([&]() -> AXResult<QString> {
+        GError *error = nullptr;
+        gchar *id = atspi_accessible_get_accessible_id(acc(*this), &error);
+        if (const AXError e = toAXError(error); e != AXError::Success) {
+            g_free(id);
+            // Older toolkits do not know the property at all.
+            return e == AXError::Failure ? AXResult<QString>::none()
+                                         : AXResult<QString>::failure(e);
+        }
+        if (!id || !*id) {
+            g_free(id);
+            return AXResult<QString>::none();
+        }
+        return AXResult<QString>::of(takeString(id));
+    });
 }
 
 AXResult<UIElement> UIElement::parent() const
 {
-    GError *error = nullptr;
-    AtspiAccessible *p = atspi_accessible_get_parent(acc(*this), &error);
-    if (const AXError e = toAXError(error); e != AXError::Success) {
-        return AXResult<UIElement>::failure(e);
-    }
-    if (!p) {
-        return AXResult<UIElement>::none();
-    }
-    UIElement parentElement = fromPlatform(p);
-    g_object_unref(p);
-    return AXResult<UIElement>::of(parentElement);
+    return guarded<UIElement>([&]() -> AXResult<UIElement> {
+        GError *error = nullptr;
+        AtspiAccessible *p = atspi_accessible_get_parent(acc(*this), &error);
+        if (const AXError e = toAXError(error); e != AXError::Success) {
+            return AXResult<UIElement>::failure(e);
+        }
+        if (!p) {
+            return AXResult<UIElement>::none();
+        }
+        UIElement parentElement = fromPlatform(p);
+        g_object_unref(p);
+        return AXResult<UIElement>::of(parentElement);
+    });
 }
 
 AXResult<QList<UIElement>> UIElement::children(int maxChildren) const
 {
-    GError *error = nullptr;
-    const gint count = atspi_accessible_get_child_count(acc(*this), &error);
-    if (const AXError e = toAXError(error); e != AXError::Success) {
-        return AXResult<QList<UIElement>>::failure(e);
-    }
-    QList<UIElement> list;
-    for (gint i = 0; i < std::min<gint>(count, maxChildren); ++i) {
-        AtspiAccessible *child = atspi_accessible_get_child_at_index(acc(*this), i, &error);
+    return guarded<QList<UIElement>>([&]() -> AXResult<QList<UIElement>> {
+        GError *error = nullptr;
+        const gint count = atspi_accessible_get_child_count(acc(*this), &error);
         if (const AXError e = toAXError(error); e != AXError::Success) {
-            if (e == AXError::CannotComplete) {
-                return AXResult<QList<UIElement>>::failure(e);
+            return AXResult<QList<UIElement>>::failure(e);
+        }
+        QList<UIElement> list;
+        for (gint i = 0; i < std::min<gint>(count, maxChildren); ++i) {
+            AtspiAccessible *child = atspi_accessible_get_child_at_index(acc(*this), i, &error);
+            if (const AXError e = toAXError(error); e != AXError::Success) {
+                if (e == AXError::CannotComplete) {
+                    return AXResult<QList<UIElement>>::failure(e);
+                }
+                continue; // a child that vanished meanwhile is skipped
             }
-            continue; // a child that vanished meanwhile is skipped
+            if (child) {
+                list.append(fromPlatform(child));
+                g_object_unref(child);
+            }
         }
-        if (child) {
-            list.append(fromPlatform(child));
-            g_object_unref(child);
-        }
-    }
-    return AXResult<QList<UIElement>>::of(list);
+        return AXResult<QList<UIElement>>::of(list);
+    });
 }
 
 AXResult<QString> UIElement::selectedText() const
 {
-    auto text = iface(atspi_accessible_get_text_iface(acc(*this)));
-    if (!text) {
-        return AXResult<QString>::failure(AXError::AttributeUnsupported);
-    }
-    GError *error = nullptr;
-    const gint n = atspi_text_get_n_selections(text.get(), &error);
-    if (const AXError e = toAXError(error); e != AXError::Success) {
-        return AXResult<QString>::failure(e);
-    }
-    if (n <= 0) {
-        return AXResult<QString>::of(QString());
-    }
-    AtspiRange *range = atspi_text_get_selection(text.get(), 0, &error);
-    if (const AXError e = toAXError(error); e != AXError::Success) {
+    return guarded<QString>([&]() -> AXResult<QString> {
+        auto text = iface(atspi_accessible_get_text_iface(acc(*this)));
+        if (!text) {
+            return AXResult<QString>::failure(AXError::AttributeUnsupported);
+        }
+        GError *error = nullptr;
+        const gint n = atspi_text_get_n_selections(text.get(), &error);
+        if (const AXError e = toAXError(error); e != AXError::Success) {
+            return AXResult<QString>::failure(e);
+        }
+        if (n <= 0) {
+            return AXResult<QString>::of(QString());
+        }
+        AtspiRange *range = atspi_text_get_selection(text.get(), 0, &error);
+        if (const AXError e = toAXError(error); e != AXError::Success) {
+            g_free(range);
+            return AXResult<QString>::failure(e);
+        }
+        const int start = range ? range->start_offset : 0;
+        const int end = range ? range->end_offset : 0;
         g_free(range);
-        return AXResult<QString>::failure(e);
-    }
-    const int start = range ? range->start_offset : 0;
-    const int end = range ? range->end_offset : 0;
-    g_free(range);
-    if (end <= start) {
-        return AXResult<QString>::of(QString());
-    }
-    gchar *s = atspi_text_get_text(text.get(), start, end, &error);
-    if (const AXError e = toAXError(error); e != AXError::Success) {
-        g_free(s);
-        return AXResult<QString>::failure(e);
-    }
-    return AXResult<QString>::of(takeString(s));
+        if (end <= start) {
+            return AXResult<QString>::of(QString());
+        }
+        gchar *s = atspi_text_get_text(text.get(), start, end, &error);
+        if (const AXError e = toAXError(error); e != AXError::Success) {
+            g_free(s);
+            return AXResult<QString>::failure(e);
+        }
+        return AXResult<QString>::of(takeString(s));
+    });
 }
 
 AXResult<UIElement::TextRange> UIElement::selectedTextRange() const
 {
-    auto text = iface(atspi_accessible_get_text_iface(acc(*this)));
-    if (!text) {
-        return AXResult<TextRange>::failure(AXError::AttributeUnsupported);
-    }
-    GError *error = nullptr;
-    const gint n = atspi_text_get_n_selections(text.get(), &error);
-    if (const AXError e = toAXError(error); e != AXError::Success) {
-        return AXResult<TextRange>::failure(e);
-    }
-    if (n <= 0) {
-        const gint caret = atspi_text_get_caret_offset(text.get(), &error);
+    return guarded<UIElement::TextRange>([&]() -> AXResult<UIElement::TextRange> {
+        auto text = iface(atspi_accessible_get_text_iface(acc(*this)));
+        if (!text) {
+            return AXResult<TextRange>::failure(AXError::AttributeUnsupported);
+        }
+        GError *error = nullptr;
+        const gint n = atspi_text_get_n_selections(text.get(), &error);
         if (const AXError e = toAXError(error); e != AXError::Success) {
             return AXResult<TextRange>::failure(e);
         }
-        return AXResult<TextRange>::of({caret, caret});
-    }
-    AtspiRange *range = atspi_text_get_selection(text.get(), 0, &error);
-    if (const AXError e = toAXError(error); e != AXError::Success) {
+        if (n <= 0) {
+            const gint caret = atspi_text_get_caret_offset(text.get(), &error);
+            if (const AXError e = toAXError(error); e != AXError::Success) {
+                return AXResult<TextRange>::failure(e);
+            }
+            return AXResult<TextRange>::of({caret, caret});
+        }
+        AtspiRange *range = atspi_text_get_selection(text.get(), 0, &error);
+        if (const AXError e = toAXError(error); e != AXError::Success) {
+            g_free(range);
+            return AXResult<TextRange>::failure(e);
+        }
+        const TextRange r{range->start_offset, range->end_offset};
         g_free(range);
-        return AXResult<TextRange>::failure(e);
-    }
-    const TextRange r{range->start_offset, range->end_offset};
-    g_free(range);
-    return AXResult<TextRange>::of(r);
+        return AXResult<TextRange>::of(r);
+    });
 }
 
 AXResult<QRect> UIElement::boundsForRange(TextRange range) const
 {
-    auto text = iface(atspi_accessible_get_text_iface(acc(*this)));
-    if (!text) {
-        return AXResult<QRect>::failure(AXError::ParameterizedAttributeUnsupported);
-    }
-    GError *error = nullptr;
-    AtspiRect *r = atspi_text_get_range_extents(text.get(), range.start, range.end,
-                                                ATSPI_COORD_TYPE_SCREEN, &error);
-    if (const AXError e = toAXError(error); e != AXError::Success) {
+    return guarded<QRect>([&]() -> AXResult<QRect> {
+        auto text = iface(atspi_accessible_get_text_iface(acc(*this)));
+        if (!text) {
+            return AXResult<QRect>::failure(AXError::ParameterizedAttributeUnsupported);
+        }
+        GError *error = nullptr;
+        AtspiRect *r = atspi_text_get_range_extents(text.get(), range.start, range.end,
+                                                    ATSPI_COORD_TYPE_SCREEN, &error);
+        if (const AXError e = toAXError(error); e != AXError::Success) {
+            g_free(r);
+            return AXResult<QRect>::failure(e);
+        }
+        if (!r) {
+            return AXResult<QRect>::none();
+        }
+        const QRect rect(r->x, r->y, r->width, r->height);
         g_free(r);
-        return AXResult<QRect>::failure(e);
-    }
-    if (!r) {
-        return AXResult<QRect>::none();
-    }
-    const QRect rect(r->x, r->y, r->width, r->height);
-    g_free(r);
-    return AXResult<QRect>::of(rect);
+        return AXResult<QRect>::of(rect);
+    });
 }
 
 AXResult<int> UIElement::caretOffset() const
 {
-    auto text = iface(atspi_accessible_get_text_iface(acc(*this)));
-    if (!text) {
-        return AXResult<int>::failure(AXError::AttributeUnsupported);
-    }
-    GError *error = nullptr;
-    const gint caret = atspi_text_get_caret_offset(text.get(), &error);
-    if (const AXError e = toAXError(error); e != AXError::Success) {
-        return AXResult<int>::failure(e);
-    }
-    return AXResult<int>::of(caret);
+    return guarded<int>([&]() -> AXResult<int> {
+        auto text = iface(atspi_accessible_get_text_iface(acc(*this)));
+        if (!text) {
+            return AXResult<int>::failure(AXError::AttributeUnsupported);
+        }
+        GError *error = nullptr;
+        const gint caret = atspi_text_get_caret_offset(text.get(), &error);
+        if (const AXError e = toAXError(error); e != AXError::Success) {
+            return AXResult<int>::failure(e);
+        }
+        return AXResult<int>::of(caret);
+    });
 }
 
 bool UIElement::supportsEditableText() const
@@ -317,48 +354,53 @@ bool UIElement::supportsEditableText() const
 
 AXResult<QRect> UIElement::frame() const
 {
-    auto component = iface(atspi_accessible_get_component_iface(acc(*this)));
-    if (!component) {
-        return AXResult<QRect>::failure(AXError::AttributeUnsupported);
-    }
-    GError *error = nullptr;
-    AtspiRect *r = atspi_component_get_extents(component.get(), ATSPI_COORD_TYPE_SCREEN, &error);
-    if (const AXError e = toAXError(error); e != AXError::Success) {
+    return guarded<QRect>([&]() -> AXResult<QRect> {
+        auto component = iface(atspi_accessible_get_component_iface(acc(*this)));
+        if (!component) {
+            return AXResult<QRect>::failure(AXError::AttributeUnsupported);
+        }
+        GError *error = nullptr;
+        AtspiRect *r =
+            atspi_component_get_extents(component.get(), ATSPI_COORD_TYPE_SCREEN, &error);
+        if (const AXError e = toAXError(error); e != AXError::Success) {
+            g_free(r);
+            return AXResult<QRect>::failure(e);
+        }
+        if (!r) {
+            return AXResult<QRect>::none();
+        }
+        const QRect rect(r->x, r->y, r->width, r->height);
         g_free(r);
-        return AXResult<QRect>::failure(e);
-    }
-    if (!r) {
-        return AXResult<QRect>::none();
-    }
-    const QRect rect(r->x, r->y, r->width, r->height);
-    g_free(r);
-    return AXResult<QRect>::of(rect);
+        return AXResult<QRect>::of(rect);
+    });
 }
 
 AXResult<QString> UIElement::keyBinding(int actionIndex) const
 {
-    auto action = iface(atspi_accessible_get_action_iface(acc(*this)));
-    if (!action) {
-        return AXResult<QString>::none();
-    }
-    GError *error = nullptr;
-    const gint n = atspi_action_get_n_actions(action.get(), &error);
-    if (const AXError e = toAXError(error); e != AXError::Success) {
-        return AXResult<QString>::failure(e);
-    }
-    if (actionIndex >= n) {
-        return AXResult<QString>::none();
-    }
-    gchar *binding = atspi_action_get_key_binding(action.get(), actionIndex, &error);
-    if (const AXError e = toAXError(error); e != AXError::Success) {
-        g_free(binding);
-        return AXResult<QString>::failure(e);
-    }
-    if (!binding || !*binding) {
-        g_free(binding);
-        return AXResult<QString>::none();
-    }
-    return AXResult<QString>::of(takeString(binding));
+    return guarded<QString>([&]() -> AXResult<QString> {
+        auto action = iface(atspi_accessible_get_action_iface(acc(*this)));
+        if (!action) {
+            return AXResult<QString>::none();
+        }
+        GError *error = nullptr;
+        const gint n = atspi_action_get_n_actions(action.get(), &error);
+        if (const AXError e = toAXError(error); e != AXError::Success) {
+            return AXResult<QString>::failure(e);
+        }
+        if (actionIndex >= n) {
+            return AXResult<QString>::none();
+        }
+        gchar *binding = atspi_action_get_key_binding(action.get(), actionIndex, &error);
+        if (const AXError e = toAXError(error); e != AXError::Success) {
+            g_free(binding);
+            return AXResult<QString>::failure(e);
+        }
+        if (!binding || !*binding) {
+            g_free(binding);
+            return AXResult<QString>::none();
+        }
+        return AXResult<QString>::of(takeString(binding));
+    });
 }
 
 AXError UIElement::performAction(int actionIndex) const
@@ -368,7 +410,12 @@ AXError UIElement::performAction(int actionIndex) const
         return AXError::ActionUnsupported;
     }
     GError *error = nullptr;
+    QElapsedTimer clock;
+    clock.start();
     const gboolean done = atspi_action_do_action(action.get(), actionIndex, &error);
+    if (!error && clock.elapsed() >= AccessibilityThread::callTimeoutMs - 5) {
+        return AXError::CannotComplete;
+    }
     if (const AXError e = toAXError(error); e != AXError::Success) {
         return e;
     }

@@ -1,0 +1,36 @@
+#pragma once
+
+#include "UIElement.h"
+
+#include <QList>
+#include <QSet>
+#include <QString>
+
+// Finding the focused application's Copy menu item through its accessible menu
+// bar. Everything here runs on the accessibility thread.
+namespace CopyMenuItem {
+
+// Where the Edit menu usually sits in a Linux menu bar (File, Edit, ...).
+constexpr int editMenuIndex = 1;
+
+// The titles of the Copy command in 35 languages (NFC).
+const QSet<QString> &copyMenuTitles();
+// Whether a menu item's title is one of them, after removing mnemonic marks
+// ("_Copy", "&Copy") and the padding some toolkits add.
+bool isCopyTitle(const QString &title);
+// Whether an accessible id names the copy command ("copy", "edit-copy", ...).
+bool isCopyIdentifier(const QString &identifier);
+// Whether an Action key binding is Ctrl+C ("c;<Alt>e:c;<Primary>c", "Ctrl+C").
+bool isCtrlCBinding(const QString &binding);
+
+// The order in which the menus of a bar with menuCount menus are searched:
+// the Edit menu, then its neighbours outwards (1, 0, 2, 3, ... for index 1).
+// Empty when the bar is too short to have an Edit menu there.
+QList<int> menuSearchOrder(int menuCount, int editIndex = editMenuIndex);
+
+bool isCopyMenuItem(const UIElement &element);
+UIElement findCopyItemInMenuBar(const Application &application);
+// The enabled Copy item of the focused application, or a null element.
+UIElement findEnabledCopyItem();
+
+} // namespace CopyMenuItem

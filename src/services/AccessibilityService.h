@@ -1,0 +1,34 @@
+#pragma once
+
+#include <QFuture>
+#include <QObject>
+#include <QPointF>
+#include <QRectF>
+#include <optional>
+
+// Where the user's selection is on screen, in Qt's logical screen coordinates
+// (top-left origin). All four answers are gathered in one trip to the
+// accessibility thread; nothing is cached between queries.
+struct SelectionGeometry {
+    std::optional<QRectF> selectionBounds;     // the selected text
+    std::optional<QPointF> textInsertionPoint; // bottom centre of the focused text element
+    std::optional<QRectF> focusedElementFrame; // the focused element
+    std::optional<QRectF> focusedWindowFrame;  // the active window
+};
+
+class AccessibilityService : public QObject {
+    Q_OBJECT
+public:
+    explicit AccessibilityService(QObject *parent = nullptr);
+
+    // Main thread; the future's continuation may run on any context object.
+    QFuture<SelectionGeometry> queryGeometry() const;
+
+    QFuture<std::optional<QRectF>> selectionBounds() const;
+    QFuture<std::optional<QPointF>> textInsertionPoint() const;
+    QFuture<std::optional<QRectF>> focusedElementFrame() const;
+    QFuture<std::optional<QRectF>> focusedWindowFrame() const;
+
+    // AT-SPI answers in device pixels; Qt places windows in logical ones.
+    static SelectionGeometry toLogical(const SelectionGeometry &device, qreal devicePixelRatio);
+};

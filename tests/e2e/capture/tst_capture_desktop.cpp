@@ -1,0 +1,326 @@
+// Reading the user's selection from real applications on a private X desktop:
+// mousepad (GTK 3) and featherpad (Qt 5) through accessibility, xterm through
+// the PRIMARY selection, and an application whose selection only its Copy
+// menu item can read.
+#include "DesktopApps.h"
+#include "Pasteboard.h"
+#include "SelectionCapture.h"
+#include "TestSupport.h"
+
+#include <QClipboard>
+#include <QElapsedTimer>
+#include <QGuiApplication>
+#include <QLoggingCategory>
+#include <QMimeData>
+#include <QMutex>
+#include <QTest>
+#include <QTimer>
+#include <csignal>
+#include <map>
+
+namespace {
+
+QMutex logMutex;
+QStringList logLines;
+QtMessageHandler previousHandler = nullptr;
+
+void collectLog(QtMsgType type, const QMessageLogContext &context, const QString &message)
+{
+    if (context.category && QByteArray(context.category) == "vellumo.capture") {
+        QMutexLocker lock(&logMutex);
+        logLines.append(message);
+    }
+    if (previousHandler) {
+        previousHandler(type, context, message);
+    }
+}
+
+QStringList takeLog()
+{
+    QMutexLocker lock(&logMutex);
+    return std::exchange(logLines, {});
+}
+
+const QString document =
+    QStringLiteral("alpha beta gamma\nsecond line here\nthird 🙂 emoji line\n");
+
+// The user's clipboard before a capture: three formats that must all survive.
+void setUserClipboard()
+{
+    auto *data = new QMimeData;
+    data->setText(QStringLiteral("user clip"));
+    data->setHtml(QStringLiteral("<b>user clip</b>"));
+    data->setData(QStringLiteral("application/x-vellumo-test"), QByteArrayLiteral("\x01\x02raw"));
+    QGuiApplication::clipboard()->setMimeData(data);
+}
+
+void verifyUserClipboardBack()
+{
+    const QStringList targets = DesktopApps::selectionTargets(QStringLiteral("clipboard"));
+    QVERIFY2(targets.contains(QStringLiteral("text/html")), qPrintable(targets.join(u' ')));
+    QVERIFY2(targets.contains(QStringLiteral("application/x-vellumo-test")),
+             qPrintable(targets.join(u' ')));
+    QCOMPARE(DesktopApps::readSelection(QStringLiteral("clipboard"), QStringLiteral("UTF8_STRING")),
+             QByteArray("user clip"));
+    QCOMPARE(DesktopApps::readSelection(QStringLiteral("clipboard"), QStringLiteral("text/html")),
+             QByteArray("<b>user clip</b>"));
+    QCOMPARE(DesktopApps::readSelection(QStringLiteral("clipboard"),
+                                        QStringLiteral("application/x-vellumo-test")),
+             QByteArray("\x01\x02raw"));
+}
+
+// Waits for the capture while the event loop runs, as the popup would.
+std::optional<QString> capture(int timeoutMs = 5000)
+{
+    QFuture<std::optional<QString>> future = SelectionCapture::getSelectedText();
+    QDeadlineTimer deadline(timeoutMs);
+    while (!future.isFinished() && !deadline.hasExpired()) {
+        QCoreApplication::processEvents(QEventLoop::AllEvents, 5);
+    }
+    return future.isFinished() ? future.result() : std::optional<QString>(QStringLiteral("<hung>"));
+}
+
+} // namespace
+
+class CaptureDesktopTest : public QObject {
+    Q_OBJECT
+
+private:
+    std::map<QString, DesktopApps::App> m_apps;
+
+    DesktopApps::App &app(const QString &name)
+    {
+        DesktopApps::App &a = m_apps[name];
+        if (a.isRunning()) {
+            return a;
+        }
+        const QString file =
+            DesktopApps::writeFile(QStringLiteral("capture-%1.txt").arg(name), document);
+        if (name == u"xterm") {
+            a = DesktopApps::start(
+                QStringLiteral("xterm"),
+                {QStringLiteral("-geometry"), QStringLiteral("80x10+40+40"), QStringLiteral("-e"),
+                 QStringLiteral("sh"), QStringLiteral("-c"),
+                 QStringLiteral("cat \"$1\"; exec sleep 100000"), QStringLiteral("sh"), file});
+        } else if (name == u"fixture") {
+            a = DesktopApps::start(QStringLiteral(COPY_FIXTURE),
+                                   {QStringLiteral("fixture 🙂 copy")});
+        } else {
+            a = DesktopApps::start(name, {file});
+        }
+        return a;
+    }
+
+private Q_SLOTS:
+    void initTestCase()
+    {
+        TestSupport::requireThrowawayEnvironment();
+        QLoggingCategory::setFilterRules(QStringLiteral("vellumo.capture.info=true"));
+        previousHandler = qInstallMessageHandler(&collectLog);
+        Pasteboard::general(); // counts clipboard changes from now on
+    }
+
+    void cleanupTestCase()
+    {
+        for (auto &[name, a] : m_apps) {
+            DesktopApps::stop(a);
+        }
+    }
+
+    void readsEditorSelectionThroughAccessibility_data()
+    {
+        QTest::addColumn<QString>("application");
+        QTest::addColumn<QStringList>("keys");
+        QTest::addColumn<QString>("expected");
+        const QStringList word{"ctrl+Home",   "shift+Right", "shift+Right",
+                               "shift+Right", "shift+Right", "shift+Right"};
+        const QStringList line{"ctrl+Home", "Down", "Home", "shift+End"};
+        const QStringList lines{"ctrl+Home", "shift+Down", "shift+Down"};
+        const QStringList emoji{"ctrl+Home", "Down", "Down", "Home", "shift+End"};
+        for (const QString app : {QStringLiteral("mousepad"), QStringLiteral("featherpad")}) {
+            QTest::addRow("%s word", qPrintable(app)) << app << word << QStringLiteral("alpha");
+            QTest::addRow("%s line", qPrintable(app))
+                << app << line << QStringLiteral("second line here");
+            QTest::addRow("%s lines", qPrintable(app))
+                << app << lines << QStringLiteral("alpha beta gamma\nsecond line here\n");
+            QTest::addRow("%s emoji", qPrintable(app))
+                << app << emoji << QStringLiteral("third 🙂 emoji line");
+        }
+    }
+
+    void readsEditorSelectionThroughAccessibility()
+    {
+        QFETCH(QString, application);
+        QFETCH(QStringList, keys);
+        QFETCH(QString, expected);
+        DesktopApps::App &target = app(application);
+        QVERIFY2(target.window != 0, "the editor did not show a window");
+        QVERIFY(DesktopApps::activate(target.window));
+        QVERIFY(DesktopApps::keys(keys));
+        setUserClipboard();
+        takeLog();
+
+        const auto text = capture();
+        const QStringList log = takeLog();
+        QVERIFY2(text.has_value(), qPrintable(log.join(u'\n')));
+        QCOMPARE(*text, expected);
+        QVERIFY2(log.contains(QStringLiteral("Successfully got non-empty text via AXUI")),
+                 qPrintable(log.join(u'\n')));
+        verifyUserClipboardBack();
+    }
+
+    void readsXtermSelectionThroughPrimary_data()
+    {
+        QTest::addColumn<QStringList>("mouse");
+        QTest::addColumn<QString>("expected");
+        // xterm's fixed font: cells of 6 by 13 pixels after a 2 pixel border.
+        QTest::addRow("word") << QStringList{"mousemove", "--window", "%W",      "15", "8", "click",
+                                             "--repeat",  "2",        "--delay", "80", "1"}
+                              << QStringLiteral("alpha");
+        QTest::addRow("line") << QStringList{"mousemove", "--window", "%W",       "15",
+                                             "21",        "click",    "--repeat", "3",
+                                             "--delay",   "80",       "1"}
+                              << QStringLiteral("second line here\n");
+        QTest::addRow("lines") << QStringList{"mousemove", "--window",  "%W",  "3",
+                                              "8",         "mousedown", "1",   "mousemove",
+                                              "--window",  "%W",        "110", "21",
+                                              "mouseup",   "1"}
+                               << QStringLiteral("alpha beta gamma\nsecond line here\n");
+        QTest::addRow("emoji") << QStringList{"mousemove", "--window", "%W",       "15",
+                                              "34",        "click",    "--repeat", "3",
+                                              "--delay",   "80",       "1"}
+                               << QStringLiteral("third 🙂 emoji line\n");
+    }
+
+    void readsXtermSelectionThroughPrimary()
+    {
+        QFETCH(QStringList, mouse);
+        QFETCH(QString, expected);
+        DesktopApps::App &xterm = app(QStringLiteral("xterm"));
+        QVERIFY2(xterm.window != 0, "xterm did not show a window");
+        QVERIFY(DesktopApps::activate(xterm.window));
+        mouse.replaceInStrings(QStringLiteral("%W"), QString::number(xterm.window));
+        QVERIFY(DesktopApps::xdotool(mouse));
+        QTest::qWait(200);
+        setUserClipboard();
+        takeLog();
+
+        const auto text = capture();
+        const QStringList log = takeLog();
+        QVERIFY2(text.has_value(), qPrintable(log.join(u'\n')));
+        QCOMPARE(*text, expected);
+        QVERIFY2(
+            log.contains(QStringLiteral("Successfully got non-empty text via PRIMARY selection")),
+            qPrintable(log.join(u'\n')));
+        verifyUserClipboardBack();
+    }
+
+    // PRIMARY owned by another window is stale and must not be taken for the
+    // selection: here it is ours, and the fixture's Copy menu item answers.
+    void readsThroughCopyMenuItemWhenNothingElseAnswers()
+    {
+        DesktopApps::App &fixture = app(QStringLiteral("fixture"));
+        QVERIFY2(fixture.window != 0, "the fixture did not show a window");
+        QVERIFY(DesktopApps::activate(fixture.window));
+        QGuiApplication::clipboard()->setText(QStringLiteral("stale primary"),
+                                              QClipboard::Selection);
+        setUserClipboard();
+        takeLog();
+
+        const auto text = capture();
+        const QStringList log = takeLog();
+        QVERIFY2(text.has_value(), qPrintable(log.join(u'\n')));
+        QCOMPARE(*text, QStringLiteral("fixture 🙂 copy"));
+        QVERIFY2(log.contains(
+                     QStringLiteral("Failed to get text via AXUI: AXError.AttributeUnsupported")),
+                 qPrintable(log.join(u'\n')));
+        QVERIFY2(log.contains(
+                     QStringLiteral("PRIMARY selection is not owned by the active application")),
+                 qPrintable(log.join(u'\n')));
+        QVERIFY2(log.contains(QStringLiteral("Checking the Edit menu, index: 1")),
+                 qPrintable(log.join(u'\n')));
+        QVERIFY2(
+            log.contains(QStringLiteral("Successfully got non-empty text via menu action copy")),
+            qPrintable(log.join(u'\n')));
+        QVERIFY(
+            !log.contains(QStringLiteral("Successfully got non-empty text via PRIMARY selection")));
+        verifyUserClipboardBack();
+    }
+
+    // The GTK editor's own Copy item, pressed directly.
+    void copiesThroughMousepadEditMenu()
+    {
+        DesktopApps::App &editor = app(QStringLiteral("mousepad"));
+        QVERIFY(editor.window != 0);
+        QVERIFY(DesktopApps::activate(editor.window));
+        QVERIFY(DesktopApps::keys({"ctrl+Home", "Down", "Home", "shift+End"}));
+        setUserClipboard();
+        takeLog();
+
+        QFuture<std::optional<QString>> future =
+            SelectionCapture::getSelectedTextByMenuBarActionCopy();
+        QTRY_VERIFY_WITH_TIMEOUT(future.isFinished(), 5000);
+        const QStringList log = takeLog();
+        QVERIFY2(future.result().has_value(), qPrintable(log.join(u'\n')));
+        QCOMPARE(*future.result(), QStringLiteral("second line here"));
+        QVERIFY2(
+            log.contains(QStringLiteral("Found enabled copy item in frontmost application menu")),
+            qPrintable(log.join(u'\n')));
+        verifyUserClipboardBack();
+    }
+
+    // An empty clipboard keeps no snapshot: the copied text stays afterwards.
+    void copiedTextStaysWhenClipboardWasEmpty()
+    {
+        DesktopApps::App &fixture = app(QStringLiteral("fixture"));
+        QVERIFY(DesktopApps::activate(fixture.window));
+        QGuiApplication::clipboard()->clear();
+        QTest::qWait(100);
+        const auto text = capture();
+        QCOMPARE(text.value_or(QString()), QStringLiteral("fixture 🙂 copy"));
+        QCOMPARE(
+            DesktopApps::readSelection(QStringLiteral("clipboard"), QStringLiteral("UTF8_STRING")),
+            QStringLiteral("fixture 🙂 copy").toUtf8());
+    }
+
+    // A stopped application cannot answer: the capture gives up after one
+    // time-out and the main thread keeps running meanwhile.
+    void stoppedApplicationNeitherHangsNorBlocks()
+    {
+        DesktopApps::App &editor = app(QStringLiteral("mousepad"));
+        QVERIFY(DesktopApps::activate(editor.window));
+        QVERIFY(DesktopApps::keys({"ctrl+Home", "shift+End"}));
+        QVERIFY(::kill(pid_t(editor.pid), SIGSTOP) == 0);
+        auto resume = qScopeGuard([&] { ::kill(pid_t(editor.pid), SIGCONT); });
+
+        QElapsedTimer sinceTick;
+        qint64 longestGap = 0;
+        QTimer ticker;
+        ticker.setInterval(5);
+        connect(&ticker, &QTimer::timeout, this,
+                [&] { longestGap = std::max(longestGap, sinceTick.restart()); });
+        sinceTick.start();
+        ticker.start();
+        QElapsedTimer clock;
+        clock.start();
+        const auto text = capture(10000);
+        const qint64 elapsed = clock.elapsed();
+        ticker.stop();
+        const QStringList log = takeLog();
+
+        QVERIFY2(!text.has_value(), qPrintable(text.value_or(QString())));
+        QVERIFY2(
+            log.contains(QStringLiteral("Failed to get text via AXUI: AXError.CannotComplete")) ||
+                log.contains(
+                    QStringLiteral("Failed to get selected text, error: AXError.CannotComplete")),
+            qPrintable(log.join(u'\n')));
+        qInfo("capture of a stopped application: %lld ms, longest main-thread gap %lld ms", elapsed,
+              longestGap);
+        // One time-out of 300 ms plus scheduling; libatspi's own default would be 25 s.
+        QVERIFY2(elapsed < 1500, qPrintable(QString::number(elapsed)));
+        QVERIFY2(longestGap < 200, qPrintable(QString::number(longestGap)));
+    }
+};
+
+QTEST_MAIN(CaptureDesktopTest)
+#include "tst_capture_desktop.moc"

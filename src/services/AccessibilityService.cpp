@@ -29,7 +29,8 @@ SelectionGeometry gather()
     if (!app.failed() && app.value) {
         const auto window = app.value->activeWindow();
         if (!window.failed() && window.value) {
-            if (const auto f = window.value->frame(); !f.failed() && f.value && !f.value->isEmpty()) {
+            if (const auto f = window.value->frame();
+                !f.failed() && f.value && !f.value->isEmpty()) {
                 g.focusedWindowFrame = QRectF(*f.value);
             }
         }
@@ -47,19 +48,16 @@ SelectionGeometry gather()
                     // Some toolkits answer extents on the first line whatever
                     // the range: trust only a rectangle inside the element.
                     const bool inside =
-                        !g.focusedElementFrame ||
-                        g.focusedElementFrame->adjusted(-2, -2, 2, 2).contains(QRectF(*bounds.value));
+                        !g.focusedElementFrame || g.focusedElementFrame->adjusted(-2, -2, 2, 2)
+                                                      .contains(QRectF(*bounds.value));
                     if (inside) {
                         g.selectionBounds = nonZero(*bounds.value);
                     }
                 }
-                if (frame.failed()) {
-                    // nothing: no position, no point
-                } else if (frame.value) {
+                // A text element's bottom centre, where the popup may hang below it.
+                if (!frame.failed() && frame.value) {
                     const QRectF f(*frame.value);
-                    g.textInsertionPoint = f.size().isEmpty() && f.width() == 0 && f.height() == 0
-                                               ? f.topLeft()
-                                               : QPointF(f.x() + f.width() * 0.5, f.y() + f.height());
+                    g.textInsertionPoint = QPointF(f.x() + f.width() * 0.5, f.y() + f.height());
                 }
             }
         }

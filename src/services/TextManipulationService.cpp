@@ -50,7 +50,8 @@ TextManipulationService::pasteChordFor(const QString &wmClassName, const QString
         QStringLiteral("yakuake"),        QStringLiteral("cool-retro-term"),
     };
     if (terminals.contains(name) || terminals.contains(cls)) {
-        paste.chord = {{QStringLiteral("Control_L"), QStringLiteral("Shift_L")}, QStringLiteral("v")};
+        paste.chord = {{QStringLiteral("Control_L"), QStringLiteral("Shift_L")},
+                       QStringLiteral("v")};
         return paste;
     }
     paste.chord = {{QStringLiteral("Control_L")}, QStringLiteral("v")};

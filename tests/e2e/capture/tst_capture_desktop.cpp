@@ -137,7 +137,7 @@ private Q_SLOTS:
         const QStringList line{"ctrl+Home", "Down", "Home", "shift+End"};
         const QStringList lines{"ctrl+Home", "shift+Down", "shift+Down"};
         const QStringList emoji{"ctrl+Home", "Down", "Down", "Home", "shift+End"};
-        for (const QString app : {QStringLiteral("mousepad"), QStringLiteral("featherpad")}) {
+        for (const QString &app : {QStringLiteral("mousepad"), QStringLiteral("featherpad")}) {
             QTest::addRow("%s word", qPrintable(app)) << app << word << QStringLiteral("alpha");
             QTest::addRow("%s line", qPrintable(app))
                 << app << line << QStringLiteral("second line here");

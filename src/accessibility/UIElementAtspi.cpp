@@ -30,10 +30,11 @@ AXError toAXError(GError *error)
         text.contains(u"timed out") || text.contains(u"noreply")) {
         return AXError::CannotComplete;
     }
-    if (text.contains(u"not provided by any") || text.contains(u"unknown object") ||
-        text.contains(u"doesn't exist") || text.contains(u"does not exist") ||
-        text.contains(u"disconnected") || text.contains(u"no such") ||
-        text.contains(u"unknownobject") || text.contains(u"serviceunknown")) {
+    if (text.contains(u"no longer exists") || text.contains(u"not provided by any") ||
+        text.contains(u"unknown object") || text.contains(u"doesn't exist") ||
+        text.contains(u"does not exist") || text.contains(u"disconnected") ||
+        text.contains(u"no such") || text.contains(u"unknownobject") ||
+        text.contains(u"serviceunknown")) {
         return AXError::InvalidUIElement;
     }
     if (text.contains(u"not connected") || text.contains(u"bus")) {

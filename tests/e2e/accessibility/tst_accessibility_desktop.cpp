@@ -1,0 +1,184 @@
+// The element layer against a real GTK editor on the test desktop.
+#include "AccessibilityThread.h"
+#include "DesktopApps.h"
+#include "TestSupport.h"
+#include "UIElement.h"
+#include "X11Windows.h"
+
+#include <QClipboard>
+#include <QDBusConnection>
+#include <QDBusMessage>
+#include <QDBusVariant>
+#include <QGuiApplication>
+#include <QTest>
+
+namespace {
+
+template <typename F> auto onAccessibilityThread(F job)
+{
+    auto future = AccessibilityThread::instance().run(std::move(job));
+    QDeadlineTimer deadline(10000);
+    while (!future.isFinished() && !deadline.hasExpired()) {
+        QCoreApplication::processEvents(QEventLoop::AllEvents, 5);
+    }
+    return future.result();
+}
+
+void setAccessibilityEnabled(bool on)
+{
+    auto set = QDBusMessage::createMethodCall(
+        QStringLiteral("org.a11y.Bus"), QStringLiteral("/org/a11y/bus"),
+        QStringLiteral("org.freedesktop.DBus.Properties"), QStringLiteral("Set"));
+    set << QStringLiteral("org.a11y.Status") << QStringLiteral("IsEnabled")
+        << QVariant::fromValue(QDBusVariant(on));
+    QDBusConnection::sessionBus().call(set);
+}
+
+} // namespace
+
+class AccessibilityDesktopTest : public QObject {
+    Q_OBJECT
+
+    DesktopApps::App m_editor;
+
+private Q_SLOTS:
+    void initTestCase()
+    {
+        TestSupport::requireThrowawayEnvironment();
+        const QString path = DesktopApps::writeFile(QStringLiteral("a11y.txt"),
+                                                    QStringLiteral("hello accessible world\n"));
+        m_editor = DesktopApps::start(QStringLiteral("mousepad"), {path});
+        QVERIFY(m_editor.window != 0);
+        QVERIFY(DesktopApps::activate(m_editor.window));
+    }
+
+    void cleanupTestCase() { DesktopApps::stop(m_editor); }
+
+    void activeWindowNamesTheEditor()
+    {
+        const auto active = X11Windows::activeWindow();
+        QVERIFY(active);
+        QCOMPARE(active->windowId, m_editor.window);
+        QCOMPARE(active->processId, m_editor.pid);
+        QCOMPARE(active->wmClassName, QStringLiteral("mousepad"));
+        QCOMPARE(active->wmClassClass, QStringLiteral("Mousepad"));
+        QVERIFY2(active->name.contains(QStringLiteral("a11y.txt")), qPrintable(active->name));
+    }
+
+    void activationGoesThroughTheWindowManager()
+    {
+        DesktopApps::App xterm = DesktopApps::start(
+            QStringLiteral("xterm"),
+            {QStringLiteral("-e"), QStringLiteral("sleep"), QStringLiteral("100000")});
+        auto cleanup = qScopeGuard([&] { DesktopApps::stop(xterm); });
+        QVERIFY(DesktopApps::activate(xterm.window));
+        QVERIFY(X11Windows::activateWindow(m_editor.window));
+        QTRY_COMPARE(X11Windows::activeWindow().value_or(X11Windows::WindowInfo{}).windowId,
+                     m_editor.window);
+    }
+
+    void primaryOwnerIsTheSelectingProcess()
+    {
+        QVERIFY(DesktopApps::activate(m_editor.window));
+        QVERIFY(DesktopApps::keys({"ctrl+Home", "shift+End"}));
+        QCOMPARE(X11Windows::selectionOwnerProcessId(X11Windows::Selection::Primary), m_editor.pid);
+        const auto read = X11Windows::readSelectionText(X11Windows::Selection::Primary, 300);
+        QCOMPARE(int(read.outcome), int(X11Windows::SelectionText::Outcome::Ok));
+        QCOMPARE(read.text, QStringLiteral("hello accessible world"));
+
+        QGuiApplication::clipboard()->setText(QStringLiteral("ours"), QClipboard::Selection);
+        QTRY_COMPARE(X11Windows::selectionOwnerProcessId(X11Windows::Selection::Primary),
+                     QCoreApplication::applicationPid());
+    }
+
+    void focusedElementIsTheEditorsText()
+    {
+        QVERIFY(DesktopApps::activate(m_editor.window));
+        QVERIFY(DesktopApps::keys({"ctrl+Home", "shift+End"}));
+        const auto [role, text, editable, pid] = onAccessibilityThread([] {
+            const auto focused = SystemWideElement::focusedUIElement();
+            if (focused.failed() || !focused.value) {
+                return std::tuple(UIElement::Role::Unknown, QString(), false, qint64(0));
+            }
+            return std::tuple(focused.value->role().value.value_or(UIElement::Role::Unknown),
+                              focused.value->selectedText().value.value_or(QString()),
+                              focused.value->supportsEditableText(),
+                              focused.value->processId().value.value_or(0));
+        });
+        QCOMPARE(int(role), int(UIElement::Role::Text));
+        QCOMPARE(text, QStringLiteral("hello accessible world"));
+        QVERIFY(editable);
+        QCOMPARE(pid, m_editor.pid);
+    }
+
+    void menuBarHasEditAtIndexOne()
+    {
+        const QStringList titles = onAccessibilityThread([pid = m_editor.pid] {
+            QStringList out;
+            const auto app = Application::fromProcessId(pid);
+            if (!app.value) {
+                return out;
+            }
+            const auto bar = app.value->menuBar();
+            if (!bar.value) {
+                return out;
+            }
+            for (const UIElement &menu : bar.value->children().value.value_or(QList<UIElement>{})) {
+                out.append(menu.name().value.value_or(QString()));
+            }
+            return out;
+        });
+        QVERIFY2(titles.size() >= 2, qPrintable(titles.join(u',')));
+        QCOMPARE(titles.at(1), QStringLiteral("Edit"));
+    }
+
+    void ownProcessIsNeverQueried()
+    {
+        const bool found = onAccessibilityThread([] {
+            return Application::fromProcessId(QCoreApplication::applicationPid()).value.has_value();
+        });
+        QVERIFY(!found);
+    }
+
+    // A vanished application's elements fail instead of answering nothing.
+    void elementOfTerminatedApplicationIsInvalid()
+    {
+        const QString path =
+            DesktopApps::writeFile(QStringLiteral("gone.txt"), QStringLiteral("x"));
+        DesktopApps::App other = DesktopApps::start(QStringLiteral("featherpad"), {path});
+        QVERIFY(other.window != 0);
+        QTest::qWait(500);
+        auto element = std::make_shared<UIElement>();
+        const bool named = onAccessibilityThread([pid = other.pid, element] {
+            const auto app = Application::fromProcessId(pid);
+            if (!app.value) {
+                return false;
+            }
+            const auto window = app.value->activeWindow();
+            *element = window.value.value_or(UIElement());
+            return !element->isNull() && element->name().value.has_value();
+        });
+        QVERIFY(named);
+        DesktopApps::stop(other);
+        QTest::qWait(300);
+        const AXError error = onAccessibilityThread([element] {
+            const AXError e = element->name().error;
+            *element = UIElement(); // dropped on the accessibility thread
+            return e;
+        });
+        QVERIFY2(error == AXError::InvalidUIElement, qPrintable(axErrorText(error)));
+    }
+
+    void trustFollowsTheSessionSwitch()
+    {
+        QVERIFY(isProcessTrusted(false));
+        setAccessibilityEnabled(false);
+        auto restore = qScopeGuard([] { setAccessibilityEnabled(true); });
+        QVERIFY(!isProcessTrusted(false));
+        QVERIFY(isProcessTrusted(true)); // the prompt turns it on
+        QVERIFY(isProcessTrusted(false));
+    }
+};
+
+QTEST_MAIN(AccessibilityDesktopTest)
+#include "tst_accessibility_desktop.moc"

@@ -1,0 +1,172 @@
+// Time of each capture strategy, of a replacement and of a geometry query
+// against real applications on the private test desktop: median and 90th
+// percentile over 20 runs each.
+#include "AccessibilityService.h"
+#include "DesktopApps.h"
+#include "SelectionCapture.h"
+#include "TextManipulationService.h"
+
+#include <QClipboard>
+#include <QElapsedTimer>
+#include <QGuiApplication>
+#include <QLoggingCategory>
+#include <QTest>
+#include <algorithm>
+#include <csignal>
+#include <cstdio>
+#include <unistd.h>
+#include <vector>
+
+namespace {
+
+constexpr int runs = 20;
+
+template <typename T>
+bool await(const QFuture<T> &future, int timeoutMs = 10000)
+{
+    QDeadlineTimer deadline(timeoutMs);
+    while (!future.isFinished() && !deadline.hasExpired()) {
+        QCoreApplication::processEvents(QEventLoop::AllEvents, 1);
+    }
+    return future.isFinished();
+}
+
+// setup runs outside the timed part; body answers whether the run succeeded.
+template <typename Setup, typename Body>
+void measure(const char *label, Setup setup, Body body)
+{
+    std::vector<double> samples;
+    int failures = 0;
+    for (int i = 0; i < runs; ++i) {
+        setup();
+        QElapsedTimer timer;
+        timer.start();
+        const bool ok = body();
+        const double ms = timer.nsecsElapsed() / 1e6;
+        if (ok) {
+            samples.push_back(ms);
+        } else {
+            ++failures;
+        }
+    }
+    if (samples.empty()) {
+        std::printf("%-44s no successful run (%d failed)\n", label, failures);
+        return;
+    }
+    std::sort(samples.begin(), samples.end());
+    const double median = samples[samples.size() / 2];
+    const double p90 = samples[std::min(samples.size() - 1, samples.size() * 9 / 10)];
+    std::printf("%-44s median %7.1f ms   p90 %7.1f ms   (%zu runs, %d failed)\n", label, median,
+                p90, samples.size(), failures);
+    std::fflush(stdout);
+}
+
+bool captures(const QString &expected)
+{
+    const auto future = SelectionCapture::getSelectedText();
+    return await(future) && future.result() == std::optional<QString>(expected);
+}
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+    if (qEnvironmentVariableIsEmpty("VELLUMO_TEST_DESKTOP")) {
+        // Never on the user's own desktop: start a private one around ourselves.
+        const QByteArray script = VELLUMO_SOURCE_DIR "/scripts/test-desktop";
+        execl(script.constData(), script.constData(), "run", argv[0], static_cast<char *>(nullptr));
+        std::perror("test-desktop");
+        return 1;
+    }
+    QGuiApplication app(argc, argv);
+    QLoggingCategory::setFilterRules(QStringLiteral("vellumo.capture.critical=false"));
+    const QString document = QStringLiteral("alpha beta gamma\nsecond line here\n");
+    const QStringList selectWord{"ctrl+Home", "shift+Right", "shift+Right", "shift+Right",
+                                 "shift+Right", "shift+Right"};
+
+    DesktopApps::App mousepad = DesktopApps::start(
+        QStringLiteral("mousepad"), {DesktopApps::writeFile(QStringLiteral("m.txt"), document)});
+    DesktopApps::App featherpad = DesktopApps::start(
+        QStringLiteral("featherpad"), {DesktopApps::writeFile(QStringLiteral("f.txt"), document)});
+    DesktopApps::App xterm = DesktopApps::start(
+        QStringLiteral("xterm"),
+        {QStringLiteral("-geometry"), QStringLiteral("80x10+40+40"), QStringLiteral("-e"),
+         QStringLiteral("sh"), QStringLiteral("-c"),
+         QStringLiteral("printf 'alpha beta\\n'; exec sleep 100000")});
+    DesktopApps::App fixture = DesktopApps::start(QStringLiteral(COPY_FIXTURE), {QStringLiteral("alpha")});
+    if (!mousepad.window || !featherpad.window || !xterm.window || !fixture.window) {
+        std::fprintf(stderr, "a target application did not start\n");
+        return 1;
+    }
+    std::printf("Median over %d runs on the private test desktop (Xvfb):\n", runs);
+
+    measure("capture, accessibility (mousepad, GTK 3)",
+            [&] {
+                DesktopApps::activate(mousepad.window);
+                DesktopApps::keys(selectWord);
+            },
+            [] { return captures(QStringLiteral("alpha")); });
+    measure("capture, accessibility (featherpad, Qt 5)",
+            [&] {
+                DesktopApps::activate(featherpad.window);
+                DesktopApps::keys(selectWord);
+            },
+            [] { return captures(QStringLiteral("alpha")); });
+    measure("capture, PRIMARY (xterm)",
+            [&] {
+                DesktopApps::activate(xterm.window);
+                DesktopApps::xdotool({"mousemove", "--window", QString::number(xterm.window), "15",
+                                      "8", "click", "--repeat", "2", "--delay", "80", "1"});
+                QTest::qWait(100);
+            },
+            [] { return captures(QStringLiteral("alpha")); });
+    measure("capture, Copy menu item (Qt 6 fixture)",
+            [&] {
+                DesktopApps::activate(fixture.window);
+                QGuiApplication::clipboard()->setText(QStringLiteral("user"));
+            },
+            [] { return captures(QStringLiteral("alpha")); });
+    measure("Copy menu item alone (mousepad)",
+            [&] {
+                DesktopApps::activate(mousepad.window);
+                DesktopApps::keys(selectWord);
+            },
+            [] {
+                const auto future = SelectionCapture::getSelectedTextByMenuBarActionCopy();
+                return await(future) && future.result() == std::optional<QString>(QStringLiteral("alpha"));
+            });
+    AccessibilityService geometry;
+    measure("geometry, all four answers (mousepad)",
+            [&] {
+                DesktopApps::activate(mousepad.window);
+                DesktopApps::keys(selectWord);
+            },
+            [&] {
+                const auto future = geometry.queryGeometry();
+                return await(future) && future.result().selectionBounds.has_value();
+            });
+    TextManipulationService service;
+    measure("replacement incl. 0.2 s wait (mousepad)",
+            [&] {
+                DesktopApps::activate(mousepad.window);
+                DesktopApps::keys(selectWord);
+            },
+            [&] { return await(service.replaceSelectedText(QStringLiteral("alpha"))); });
+    measure("capture, stopped application (mousepad)",
+            [&] {
+                DesktopApps::activate(mousepad.window);
+                DesktopApps::keys(selectWord);
+                ::kill(pid_t(mousepad.pid), SIGSTOP);
+            },
+            [&] {
+                const auto future = SelectionCapture::getSelectedText();
+                const bool ok = await(future) && !future.result().has_value();
+                ::kill(pid_t(mousepad.pid), SIGCONT);
+                return ok;
+            });
+
+    for (DesktopApps::App *a : {&mousepad, &featherpad, &xterm, &fixture}) {
+        DesktopApps::stop(*a);
+    }
+    return 0;
+}

@@ -110,7 +110,7 @@ public:
         QCoreApplication::instance()->removeNativeEventFilter(this);
         delete m_regrabTimer.data();
         for (const Grab &grab : std::as_const(m_grabs)) {
-            ungrabKey(grab);
+            ungrabKey(grab, m_numLockMask);
         }
         xcb_flush(m_connection);
     }
@@ -131,7 +131,7 @@ public:
         if (it == m_grabs.constEnd()) {
             return;
         }
-        ungrabKey(*it);
+        ungrabKey(*it, m_numLockMask);
         xcb_flush(m_connection);
         m_grabs.erase(it);
         for (auto pressed = m_pressed.begin(); pressed != m_pressed.end();) {
@@ -193,17 +193,17 @@ private:
         std::free(reply);
     }
 
-    std::vector<uint16_t> lockVariants() const
+    static std::vector<uint16_t> lockVariants(uint16_t numLockMask)
     {
-        return {0, XCB_MOD_MASK_LOCK, m_numLockMask, uint16_t(XCB_MOD_MASK_LOCK | m_numLockMask)};
+        return {0, XCB_MOD_MASK_LOCK, numLockMask, uint16_t(XCB_MOD_MASK_LOCK | numLockMask)};
     }
 
-    // Fills in the keycode and modifiers, grabs every lock variant and checks
-    // each request, so a combination owned by another client is known here
-    // and not as a stray error later.
-    QString grabKey(Grab &grab)
+    // The keycode and X modifiers of a shortcut in the current keymap, or the
+    // reason why it has none.
+    QString resolve(Grab &grab) const
     {
         const Shortcut &shortcut = grab.shortcut;
+        grab.keycode = 0;
         if (shortcut.carbonModifiers & KeyTable::functionKey) {
             return QStringLiteral("the Fn modifier does not exist on X11");
         }
@@ -212,10 +212,11 @@ private:
         if (!key) {
             return QStringLiteral("unknown key code %1").arg(shortcut.carbonKeyCode);
         }
-        grab.keycode = m_keymap.keycodeFor(key->keysym);
-        if (grab.keycode == 0) {
+        const xcb_keycode_t keycode = m_keymap.keycodeFor(key->keysym);
+        if (keycode == 0) {
             return QStringLiteral("no such key on this keyboard");
         }
+        grab.keycode = keycode;
         grab.modifiers = 0;
         const int bits = shortcut.carbonModifiers;
         if (bits & KeyTable::controlKey) {
@@ -230,9 +231,19 @@ private:
         if (bits & KeyTable::cmdKey) {
             grab.modifiers |= XCB_MOD_MASK_4;
         }
+        return {};
+    }
 
+    // Grabs every lock variant and checks each request, so a combination
+    // owned by another client is known here and not as a stray error later.
+    QString grabKey(Grab &grab)
+    {
+        const QString unresolved = resolve(grab);
+        if (!unresolved.isEmpty()) {
+            return unresolved;
+        }
         std::vector<xcb_void_cookie_t> cookies;
-        for (const uint16_t variant : lockVariants()) {
+        for (const uint16_t variant : lockVariants(m_numLockMask)) {
             cookies.push_back(xcb_grab_key_checked(m_connection, 0, m_root,
                                                    uint16_t(grab.modifiers | variant), grab.keycode,
                                                    XCB_GRAB_MODE_ASYNC, XCB_GRAB_MODE_ASYNC));
@@ -248,39 +259,50 @@ private:
         }
         if (!status.isEmpty()) {
             // Variants granted before the refusal would still steal the key.
-            ungrabKey(grab);
+            ungrabKey(grab, m_numLockMask);
             xcb_flush(m_connection);
+            grab.keycode = 0;
         }
         return status;
     }
 
-    void ungrabKey(const Grab &grab)
+    void ungrabKey(const Grab &grab, uint16_t numLockMask)
     {
         if (grab.keycode == 0) {
             return;
         }
-        for (const uint16_t variant : lockVariants()) {
+        for (const uint16_t variant : lockVariants(numLockMask)) {
             xcb_ungrab_key(m_connection, grab.keycode, m_root, uint16_t(grab.modifiers | variant));
         }
     }
 
-    // The keycodes (and the NumLock modifier) move with the keyboard mapping:
-    // release the old grabs and grab the same shortcuts again.
+    // Keycodes and the NumLock modifier move with the keyboard mapping. Only
+    // grabs whose key moved are taken again: the server also reports a new
+    // keyboard each time input switches between devices (a real keyboard and
+    // XTest), and releasing a grab then would lose presses.
     void regrabAll()
     {
-        for (const Grab &grab : std::as_const(m_grabs)) {
-            ungrabKey(grab);
-        }
-        xcb_flush(m_connection);
+        const uint16_t oldNumLockMask = m_numLockMask;
         loadMapping();
-        m_pressed.clear();
+        bool changed = false;
         for (auto it = m_grabs.begin(); it != m_grabs.end(); ++it) {
+            Grab moved = it.value();
+            resolve(moved);
+            if (moved.keycode != 0 && moved.keycode == it->keycode &&
+                m_numLockMask == oldNumLockMask) {
+                continue;
+            }
+            ungrabKey(it.value(), oldNumLockMask);
+            changed = true;
             const QString status = grabKey(it.value());
             if (!status.isEmpty()) {
-                // Kept, ungrabbed, so a later mapping can bring it back.
-                it->keycode = 0;
+                // Kept, ungrabbed (keycode 0), so a later mapping can bring
+                // it back.
                 HotKeyLayer::printRegistrationError(it->shortcut, status);
             }
+        }
+        if (changed) {
+            xcb_flush(m_connection);
         }
     }
 

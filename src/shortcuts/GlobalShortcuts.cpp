@@ -13,11 +13,11 @@
 #include <limits>
 #include <vector>
 
-// The Mac registry also listens for open menus, during which system hot keys
-// stay silent, and then matches ordinary key events instead. X delivers a
-// grabbed key while another client's menu is open as long as that menu holds
-// no keyboard grab, and while it does no client can take the key, so that
-// path has no counterpart here.
+// On macOS system hot keys stay silent while any menu is being tracked, so
+// matching there switches to ordinary key events for that time. X has no such
+// gap to bridge: a grabbed key reaches this process while another client's
+// menu is open unless that menu holds the keyboard, and then no other client
+// can see the key at all. That raw-key path is therefore left out here.
 
 namespace GlobalShortcuts {
 
@@ -225,7 +225,12 @@ bool isEnabled()
 
 void setEnabled(bool enabled)
 {
-    HotKeyLayer::shared().setEnabled(enabled);
+    HotKeyLayer &layer = HotKeyLayer::shared();
+    layer.setEnabled(enabled);
+    // A combination taken by another client meanwhile is dropped by the
+    // layer; forgetting it here lets the next handler try again.
+    registry().registered.removeIf(
+        [&](const Shortcut &shortcut) { return !layer.hasHotKey(shortcut); });
 }
 
 void dispatch(const Shortcut &shortcut, EventType type)

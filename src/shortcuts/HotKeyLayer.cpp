@@ -2,6 +2,7 @@
 
 #include "HotKeyBackendX11.h"
 
+#include <algorithm>
 #include <cstdio>
 
 namespace GlobalShortcuts {
@@ -69,6 +70,12 @@ void HotKeyLayer::unregisterHotKey(const Shortcut &shortcut)
             ++it;
         }
     }
+}
+
+bool HotKeyLayer::hasHotKey(const Shortcut &shortcut) const
+{
+    return std::any_of(m_hotKeys.cbegin(), m_hotKeys.cend(),
+                       [&](const HotKey &hotKey) { return hotKey.shortcut == shortcut; });
 }
 
 void HotKeyLayer::setEnabled(bool enabled)

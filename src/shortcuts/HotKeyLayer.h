@@ -38,6 +38,7 @@ public:
     // platform refuses; no record is kept then.
     bool registerHotKey(const Shortcut &shortcut, Callback onKeyDown, Callback onKeyUp);
     void unregisterHotKey(const Shortcut &shortcut);
+    bool hasHotKey(const Shortcut &shortcut) const;
 
     bool isEnabled() const { return m_enabled; }
     void setEnabled(bool enabled);

@@ -168,6 +168,9 @@ private Q_SLOTS:
         QCOMPARE(spy.size(), 1);
         QCOMPARE(DefaultsStore::standard().text(name.storeKey()),
                  std::optional<QString>(QString::fromUtf8(first.toJson())));
+        DefaultsStore fromDisk(DefaultsStore::standard().filePath());
+        QCOMPARE(Shortcut::fromJson(fromDisk.text(name.storeKey()).value_or(QString()).toUtf8()),
+                 std::optional<Shortcut>(first));
         const int firstId = backend()->idOf(first);
         QVERIFY(firstId != 0);
 
@@ -378,6 +381,19 @@ private Q_SLOTS:
         QCOMPARE(backend()->idOf(shortcut), id);
         QVERIFY(backend()->press(shortcut));
         QCOMPARE(calls, 1);
+
+        // Taken by another client while disabled: reported and dropped, and
+        // the next handler tries again.
+        setEnabled(false);
+        backend()->refused.insert(shortcut);
+        const QString printed = TestSupport::captureStdout([] { setEnabled(true); });
+        QCOMPARE(printed, QStringLiteral("Error registering hotkey %1: BadAccess\n")
+                              .arg(shortcutDescription(shortcut)));
+        QCOMPARE(backend()->idOf(shortcut), 0);
+        backend()->refused.clear();
+        onKeyDown(name, [] {});
+        QVERIFY(backend()->press(shortcut));
+        QCOMPARE(calls, 2);
     }
 
     void shortcutJsonRoundTrips_data()

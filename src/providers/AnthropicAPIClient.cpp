@@ -16,7 +16,8 @@ AnthropicAPIClient::buildRequest(const QString &prompt) const
     }
     const QString key = config.apiKey();
     QNetworkRequest request = ProviderRequest::makeRequest(*url);
-    request.setRawHeader("x-api-key", key.toUtf8());
+    // Sent even when empty: the provider's refusal then comes back as usual.
+    request.setRawHeader("x-api-key", ProviderRequest::headerValue(key));
     request.setRawHeader("anthropic-version", apiVersion);
 
     const QJsonObject content{{QStringLiteral("type"), QStringLiteral("text")},

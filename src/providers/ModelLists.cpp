@@ -51,7 +51,7 @@ std::optional<QNetworkRequest> pageRequest(const Pager &pager, const QString &cu
         request.setRawHeader("Authorization", QByteArrayLiteral("Bearer ") + pager.key.toUtf8());
         break;
     case AIVendor::anthropic:
-        request.setRawHeader("x-api-key", pager.key.toUtf8());
+        request.setRawHeader("x-api-key", ProviderRequest::headerValue(pager.key));
         request.setRawHeader("anthropic-version", AnthropicAPIClient::apiVersion);
         break;
     case AIVendor::gemini:

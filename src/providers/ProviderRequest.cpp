@@ -62,6 +62,15 @@ QNetworkRequest makeRequest(const QUrl &url, bool jsonBody)
     return request;
 }
 
+QByteArray headerValue(const QString &text)
+{
+    QByteArray value = text.toUtf8();
+    if (value.isNull()) {
+        value = QByteArray("");
+    }
+    return value;
+}
+
 QFuture<QByteArray> perform(const QNetworkRequest &request, const QByteArray &verb,
                             const QByteArray &body, const QString &secret)
 {
@@ -75,13 +84,12 @@ QFuture<QByteArray> perform(const QNetworkRequest &request, const QByteArray &ve
     QObject::connect(reply, &QNetworkReply::finished, reply, [reply, promise, secret]() {
         reply->deleteLater();
         const QVariant status = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute);
-        if (status.isValid()) {
-            const int code = status.toInt();
-            if (code == 200) {
-                promise->addResult(reply->readAll());
-            } else {
-                promise->setException(APIError::httpError(code));
-            }
+        const bool transportFailed = reply->error() != QNetworkReply::NoError &&
+                                     reply->error() < QNetworkReply::ContentAccessDenied;
+        if (status.isValid() && status.toInt() != 200) {
+            promise->setException(APIError::httpError(status.toInt()));
+        } else if (status.isValid() && !transportFailed) {
+            promise->addResult(reply->readAll());
         } else if (reply->error() != QNetworkReply::NoError) {
             promise->setException(APIError::networkError(transportErrorText(*reply, secret)));
         } else {

@@ -24,6 +24,9 @@ std::optional<QUrl> endpointURL(const QString &text);
 // for a body, "Content-Type: application/json".
 QNetworkRequest makeRequest(const QUrl &url, bool jsonBody = true);
 
+// A header value that Qt sends even when empty (it drops null values).
+QByteArray headerValue(const QString &text);
+
 // Runs one exchange through the shared access manager: verb "POST" with the
 // body, or "GET". Resolves with the whole body of a status-200 answer. Fails
 // with httpError for any other status (the body is not read), networkError

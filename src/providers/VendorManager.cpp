@@ -13,8 +13,10 @@
 
 VendorManager &VendorManager::shared()
 {
-    static VendorManager instance;
-    return instance;
+    // Never destroyed: continuations may still be queued when the
+    // application object goes away.
+    static VendorManager *instance = new VendorManager();
+    return *instance;
 }
 
 VendorManager::VendorManager(QObject *parent) : QObject(parent)

@@ -16,11 +16,13 @@ QNetworkAccessManager &accessManager()
 {
     static QPointer<QNetworkAccessManager> manager;
     if (!manager) {
-        // Owned by the application object, so it goes before Qt's own
-        // network state is torn down.
+        // Owned by the application object, and deleted while that still
+        // exists: its connection thread closes TLS sockets on the way out,
+        // which needs the application (Qt warns otherwise, at every exit).
         manager = new QNetworkAccessManager(QCoreApplication::instance());
         manager->setTransferTimeout(int(transferTimeout.count()));
         manager->setRedirectPolicy(QNetworkRequest::ManualRedirectPolicy);
+        qAddPostRoutine([]() { delete manager.data(); });
     }
     return *manager;
 }

@@ -94,13 +94,22 @@ void CommandsList::scrollToCentre(int row)
     if (row < 0 || row >= m_model->rowCount()) {
         return;
     }
-    const int target = centredScrollValue(row);
     m_scrollAnimation->stop();
     if (!isVisible()) {
-        verticalScrollBar()->setValue(target);
+        // Geometry is not final before the list shows; showEvent centres.
         return;
     }
+    const int target = centredScrollValue(row);
     m_scrollAnimation->setStartValue(verticalScrollBar()->value());
     m_scrollAnimation->setEndValue(target);
     m_scrollAnimation->start();
+}
+
+void CommandsList::showEvent(QShowEvent *event)
+{
+    QListView::showEvent(event);
+    // The popup opens with the highlighted row in place, without a glide.
+    if (selectedIndex() >= 0 && selectedIndex() < m_model->rowCount()) {
+        verticalScrollBar()->setValue(centredScrollValue(selectedIndex()));
+    }
 }

@@ -33,6 +33,9 @@ public:
 Q_SIGNALS:
     void commandSelected(const AICommand &command);
 
+protected:
+    void showEvent(QShowEvent *event) override;
+
 private:
     void scrollToCentre(int row);
 

@@ -6,6 +6,7 @@
 #include <QFontMetrics>
 #include <QPainter>
 #include <QPainterPath>
+#include <QTextLayout>
 
 QRect CommandRow::highlightRect(const QRect &rowRect)
 {
@@ -39,12 +40,20 @@ void CommandRow::paint(QPainter *painter, const QStyleOptionViewItem &option,
     }
 
     const QFont font = PopupStyle::titleFont();
-    painter->setFont(font);
     painter->setPen(isSelected ? PopupStyle::selectedTextColor(palette)
                                : PopupStyle::primaryTextColor(palette));
     const QRect textRect = highlight.adjusted(padding, 0, -padding, 0);
-    const QString title = QFontMetrics(font).elidedText(index.data(Qt::DisplayRole).toString(),
-                                                        Qt::ElideRight, textRect.width());
-    painter->drawText(textRect, Qt::AlignLeft | Qt::AlignVCenter | Qt::TextSingleLine, title);
+    QString title = index.data(Qt::DisplayRole).toString();
+    title.replace(QLatin1Char('\n'), QLatin1Char(' '));
+    title = QFontMetrics(font).elidedText(title, Qt::ElideRight, textRect.width());
+
+    QTextLayout layout(title, font);
+    layout.setFormats(PopupStyle::emojiFormats(title));
+    layout.beginLayout();
+    QTextLine line = layout.createLine();
+    line.setLineWidth(textRect.width());
+    layout.endLayout();
+    const qreal top = textRect.top() + (textRect.height() - line.height()) / 2;
+    layout.draw(painter, QPointF(textRect.left(), top));
     painter->restore();
 }

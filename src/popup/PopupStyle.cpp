@@ -1,6 +1,8 @@
 #include "PopupStyle.h"
 
+#include <QFontDatabase>
 #include <QPalette>
+#include <QTextBoundaryFinder>
 
 namespace PopupStyle {
 
@@ -82,6 +84,36 @@ QColor panelColor(const QPalette &palette, bool translucent)
 QColor errorColor(const QPalette &palette)
 {
     return isDark(palette) ? QColor(255, 105, 97) : QColor(215, 38, 30);
+}
+
+QList<QTextLayout::FormatRange> emojiFormats(const QString &text)
+{
+    static const QString emojiFamily = [] {
+        const QStringList installed = QFontDatabase::families();
+        for (const char *family : {"Noto Color Emoji", "Apple Color Emoji", "Segoe UI Emoji",
+                                   "Twemoji", "JoyPixels"}) {
+            if (installed.contains(QLatin1String(family))) {
+                return QString::fromLatin1(family);
+            }
+        }
+        return QString();
+    }();
+    QList<QTextLayout::FormatRange> ranges;
+    if (emojiFamily.isEmpty() || !text.contains(QChar(0xFE0F))) {
+        return ranges;
+    }
+    QTextCharFormat emoji;
+    emoji.setFontFamilies(QStringList{emojiFamily});
+    QTextBoundaryFinder clusters(QTextBoundaryFinder::Grapheme, text);
+    qsizetype start = 0;
+    while (clusters.toNextBoundary() != -1) {
+        const qsizetype end = clusters.position();
+        if (QStringView(text).mid(start, end - start).contains(QChar(0xFE0F))) {
+            ranges.append({int(start), int(end - start), emoji});
+        }
+        start = end;
+    }
+    return ranges;
 }
 
 } // namespace PopupStyle

@@ -2,7 +2,9 @@
 
 #include <QColor>
 #include <QFont>
+#include <QList>
 #include <QSize>
+#include <QTextLayout>
 
 class QPalette;
 class QWidget;
@@ -36,5 +38,11 @@ QColor panelColor(const QPalette &palette, bool translucent);
 // The banner's red, a little lighter on a dark panel so it stays readable.
 QColor errorColor(const QPalette &palette);
 bool isDark(const QPalette &palette);
+
+// Emoji written with the emoji presentation selector (U+FE0F), as in "✍️",
+// exist as plain text glyphs in common fonts too, and font fallback would
+// pick those. These ranges draw such clusters with a colour emoji font when
+// one is installed.
+QList<QTextLayout::FormatRange> emojiFormats(const QString &text);
 
 } // namespace PopupStyle

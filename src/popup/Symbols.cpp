@@ -42,19 +42,18 @@ void paintWarningTriangle(QPainter &painter, const QColor &color)
 
 void paintKey(QPainter &painter, const QColor &color)
 {
-    QPainterPath bow;
-    bow.addEllipse(QPointF(7.5, 12), 5.5, 5.5);
+    QPainterPath key;
+    key.addEllipse(QPointF(7, 12), 5.5, 5.5);
+    key.addRoundedRect(QRectF(11, 10.4, 12, 3.2), 1.2, 1.2);
+    key.addRoundedRect(QRectF(16.2, 12, 2.4, 4.6), 0.6, 0.6);
+    key.addRoundedRect(QRectF(20.2, 12, 2.4, 3.4), 0.6, 0.6);
+    key.setFillRule(Qt::WindingFill);
     QPainterPath hole;
-    hole.addEllipse(QPointF(5.8, 12), 1.7, 1.7);
-
-    QPainterPath shaft;
-    shaft.addRoundedRect(QRectF(11, 10.6, 12, 2.8), 1.0, 1.0);
-    shaft.addRect(QRectF(17.5, 12, 2.2, 4.5));
-    shaft.addRect(QRectF(20.8, 12, 2.2, 3.4));
+    hole.addEllipse(QPointF(5.6, 12), 1.8, 1.8);
 
     painter.setPen(Qt::NoPen);
     painter.setBrush(color);
-    painter.drawPath(bow.united(shaft).subtracted(hole));
+    painter.drawPath(key.simplified().subtracted(hole));
 }
 
 } // namespace

@@ -63,10 +63,11 @@ QString describe(QColor color)
 }
 
 // A row painted on its own, on a transparent image.
-QImage paintRow(const QPalette &palette, bool selected, bool hovered)
+QImage paintRow(const QPalette &palette, bool selected, bool hovered,
+               const QString &title = QStringLiteral("Hi"))
 {
     CommandsListModel model;
-    model.setCommands({AICommand("Hi", "{text}")});
+    model.setCommands({AICommand(title, "{text}")});
     model.setSelectedIndex(selected ? 0 : -1);
     CommandRow row;
     QStyleOptionViewItem option;
@@ -191,6 +192,34 @@ private Q_SLOTS:
         const QImage plain = paintRow(palette, false, false);
         QCOMPARE(plain.pixelColor(background).alpha(), 0);
         QVERIFY(hasColour(plain, text, palette.color(QPalette::WindowText), 40));
+    }
+
+    // "✍️" and "➡️" also exist as plain glyphs in text fonts; the row must
+    // still draw them as colour emoji, like the other titles.
+    void emojiTitlesAreInColour_data()
+    {
+        QTest::addColumn<QString>("title");
+        QTest::newRow("writing hand") << QStringLiteral("✍️ Rewrite this text");
+        QTest::newRow("right arrow") << QStringLiteral("➡️ Continue writing");
+        QTest::newRow("memo, colour on its own") << QStringLiteral("📝 Shorten");
+    }
+
+    void emojiTitlesAreInColour()
+    {
+        QFETCH(QString, title);
+        const QImage row = paintRow(lightPalette(), false, false, title);
+        const QRect highlight = CommandRow::highlightRect(row.rect());
+        const QRect emoji(highlight.left() + 8, highlight.top(), 18, highlight.height());
+        int coloured = 0;
+        for (int y = emoji.top(); y <= emoji.bottom(); ++y) {
+            for (int x = emoji.left(); x <= emoji.right(); ++x) {
+                const QColor pixel = row.pixelColor(x, y);
+                if (pixel.alpha() > 200 && pixel.hsvSaturation() > 80) {
+                    ++coloured;
+                }
+            }
+        }
+        QVERIFY2(coloured > 10, qPrintable(QString::number(coloured)));
     }
 
     void panelDependsOnTheCompositor()

@@ -64,7 +64,7 @@ QString describe(QColor color)
 
 // A row painted on its own, on a transparent image.
 QImage paintRow(const QPalette &palette, bool selected, bool hovered,
-               const QString &title = QStringLiteral("Hi"))
+                const QString &title = QStringLiteral("Hi"))
 {
     CommandsListModel model;
     model.setCommands({AICommand(title, "{text}")});
@@ -220,6 +220,28 @@ private Q_SLOTS:
             }
         }
         QVERIFY2(coloured > 10, qPrintable(QString::number(coloured)));
+    }
+
+    void rowUnderThePointerIsTinted()
+    {
+        PopupWindow popup(QStringLiteral("Hello"), m_setup.vendors());
+        QVERIFY(showPopup(popup));
+        CommandsList *list = popup.view->commandsList();
+        const QRect third = list->visualRect(list->model()->index(2, 0));
+        const QPoint probe(third.right() - 24, third.center().y());
+        QTest::mouseMove(list->viewport(), third.center());
+        const QImage image = shot(popup);
+        const QPoint inView = list->viewport()->mapTo(popup.view, probe);
+        QColor half = lightPalette().color(QPalette::Highlight);
+        const QColor panel = lightPalette().color(QPalette::Window);
+        // Half the selection colour over the panel.
+        const QColor expected((half.red() + panel.red()) / 2, (half.green() + panel.green()) / 2,
+                              (half.blue() + panel.blue()) / 2);
+        QVERIFY2(near(image.pixelColor(inView), expected, 4),
+                 qPrintable(describe(image.pixelColor(inView)) + " vs " + describe(expected)));
+        // Hovering does not move the highlight.
+        QCOMPARE(popup.view->selectedIndex(), 0);
+        QCOMPARE(list->selectedIndex(), 0);
     }
 
     void panelDependsOnTheCompositor()

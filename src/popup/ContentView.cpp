@@ -304,7 +304,9 @@ void ContentView::setTranslucent(bool translucent)
 void ContentView::showEvent(QShowEvent *event)
 {
     QWidget::showEvent(event);
-    // Every showing re-reads the provider state and the command list.
+    // Every showing starts on the first row and re-reads the provider state
+    // and the command list.
+    m_selectedIndex = 0;
     rebuild();
 }
 

@@ -43,7 +43,9 @@ public:
     void setOpenSettings(Callback callback) { m_openSettings = std::move(callback); }
 
     // See-through panel with rounded corners and a shadow; only for windows
-    // on a compositing desktop. Defaults to whether a compositor runs.
+    // on a compositing desktop. Defaults to whether a compositor runs. The
+    // owning window must then be translucent too (Qt::WA_TranslucentBackground)
+    // and as large as sizeHint(), which includes the shadow.
     void setTranslucent(bool translucent);
     bool isTranslucent() const { return m_translucent; }
     // Room around the panel for its shadow (none when opaque).

@@ -90,8 +90,8 @@ QList<QTextLayout::FormatRange> emojiFormats(const QString &text)
 {
     static const QString emojiFamily = [] {
         const QStringList installed = QFontDatabase::families();
-        for (const char *family : {"Noto Color Emoji", "Apple Color Emoji", "Segoe UI Emoji",
-                                   "Twemoji", "JoyPixels"}) {
+        for (const char *family :
+             {"Noto Color Emoji", "Apple Color Emoji", "Segoe UI Emoji", "Twemoji", "JoyPixels"}) {
             if (installed.contains(QLatin1String(family))) {
                 return QString::fromLatin1(family);
             }

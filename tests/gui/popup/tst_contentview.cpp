@@ -384,6 +384,22 @@ private Q_SLOTS:
                  expectedPrompt(composeCommandPrompt(defaults[1].prompt, selectedText)));
     }
 
+    void answerAfterThePopupIsGoneStillReachesTheOwner()
+    {
+        auto answers = std::make_shared<QStringList>();
+        auto popup = openPopup();
+        QVERIFY(popup);
+        popup->view->setOnTextReplace(
+            [answers](const QString &answer) { answers->append(answer); });
+        m_setup.standIn().setAnswer(QStringLiteral("late answer"));
+        m_setup.standIn().failNext("slow:0.5");
+        QTest::keyClick(searchLine(*popup), Qt::Key_Return);
+        QVERIFY(popup->view->isLoading());
+        popup.reset(); // the owner closed and dropped the popup meanwhile
+
+        QTRY_COMPARE(*answers, QStringList{QStringLiteral("late answer")});
+    }
+
     void failuresShowTheirSentence_data()
     {
         QTest::addColumn<QString>("failure");

@@ -33,12 +33,16 @@ void PopupWindow::keyPressEvent(QKeyEvent *event)
 bool ProviderSetup::start(QString *error)
 {
     if (!m_standIn.start()) {
-        *error = m_standIn.error();
+        *error = m_standIn.errorString();
         return false;
     }
-    // Read when the process-wide network manager is made, so set it first.
-    qputenv("VELLUMO_CA_FILE", m_standIn.caFile().toUtf8());
     return true;
+}
+
+void ProviderSetup::reset()
+{
+    m_standIn.clear();
+    m_standIn.setAnswer(std::nullopt);
 }
 
 void ProviderSetup::removeAllKeys()

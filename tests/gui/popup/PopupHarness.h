@@ -1,7 +1,7 @@
 #pragma once
 
 #include "AIVendor.h"
-#include "ProviderStandIn.h"
+#include "FakeProvider.h"
 
 #include <QStringList>
 #include <QWidget>
@@ -32,9 +32,12 @@ protected:
 // in the real keyring and a provider manager pointing at the stand-in.
 class ProviderSetup {
 public:
-    // Starts the stand-in and trusts its certificate; call once.
+    // Starts the stand-in, which makes this process trust its certificate;
+    // call once.
     bool start(QString *error);
-    ProviderStandIn &standIn() { return m_standIn; }
+    FakeProvider &standIn() { return m_standIn; }
+    // Forgets recorded requests, queued failures and a set answer.
+    void reset();
 
     // A fresh manager whose default provider is vendor with the given key
     // (nothing stored for the others).
@@ -46,7 +49,7 @@ public:
     static void removeAllKeys();
 
 private:
-    ProviderStandIn m_standIn;
+    FakeProvider m_standIn;
     std::unique_ptr<VendorManager> m_vendors;
 };
 

@@ -41,15 +41,13 @@ QStringList titles(const QList<AICommand> &commands)
     return result;
 }
 
-QString promptSent(const QJsonObject &request)
+QString promptSent(const FakeProvider::Request &request)
 {
-    const QJsonObject body =
-        QJsonDocument::fromJson(request.value("body").toString().toUtf8()).object();
-    const QString vendor = request.value("vendor").toString();
-    if (vendor == "openai") {
+    const QJsonObject body = request.json();
+    if (request.vendor == "openai") {
         return body["messages"].toArray().last()["content"].toString();
     }
-    if (vendor == "anthropic") {
+    if (request.vendor == "anthropic") {
         return body["messages"].toArray().last()["content"].toArray().first()["text"].toString();
     }
     return body["contents"].toArray().last()["parts"].toArray().first()["text"].toString();
@@ -98,7 +96,7 @@ private:
 
     // Requests that reached the provider after a short grace period, so a
     // request that should not exist has had the time to arrive.
-    QJsonArray settledRequests()
+    QList<FakeProvider::Request> settledRequests()
     {
         QTest::qWait(300);
         return m_setup.standIn().requests();
@@ -117,7 +115,7 @@ private Q_SLOTS:
     {
         DefaultsStore::standard().removeAll();
         BaseInstructionsService::shared().setBaseInstructions(baseInstructions);
-        m_setup.standIn().clear();
+        m_setup.reset();
         m_setup.configure(AIVendor::openai, apiKey);
     }
 
@@ -259,11 +257,11 @@ private Q_SLOTS:
         QTRY_COMPARE(popup->answers, QStringList{answer});
         QVERIFY(!popup->view->isLoading());
         QVERIFY(!popup->view->errorMessage().has_value());
-        const QJsonArray requests = m_setup.standIn().requests();
+        const QList<FakeProvider::Request> requests = m_setup.standIn().requests();
         QCOMPARE(requests.size(), 1);
-        const QJsonObject request = requests.first().toObject();
-        QCOMPARE(request["vendor"].toString(), QStringLiteral("openai"));
-        QCOMPARE(request["headers"].toObject()["authorization"].toString(), "Bearer " + apiKey);
+        const FakeProvider::Request &request = requests.first();
+        QCOMPARE(request.vendor, QStringLiteral("openai"));
+        QCOMPARE(request.headers.value("authorization"), "Bearer " + apiKey);
         QCOMPARE(promptSent(request), expectedPrompt(commandPart));
         // Return belongs to the popup, not to the field.
         QCOMPARE(returnPressed.count(), 0);
@@ -290,10 +288,10 @@ private Q_SLOTS:
         const QString sent =
             composeCommandPrompt(CommandStore::defaultCommands().first().prompt, selectedText);
         QCOMPARE(popup->answers.first(), "Answer from fake " + raw + ": " + sent);
-        const QJsonArray requests = m_setup.standIn().requests();
+        const QList<FakeProvider::Request> requests = m_setup.standIn().requests();
         QCOMPARE(requests.size(), 1);
-        QCOMPARE(requests.first()["vendor"].toString(), raw);
-        QCOMPARE(promptSent(requests.first().toObject()), expectedPrompt(sent));
+        QCOMPARE(requests.first().vendor, raw);
+        QCOMPARE(promptSent(requests.first()), expectedPrompt(sent));
     }
 
     void clickRunsTheClickedRowWithoutMovingTheHighlight()
@@ -305,10 +303,10 @@ private Q_SLOTS:
         QCOMPARE(popup->view->selectedIndex(), 0);
         QCOMPARE(list->selectedIndex(), 0);
         QTRY_COMPARE(popup->answers.size(), 1);
-        const QJsonArray requests = m_setup.standIn().requests();
+        const QList<FakeProvider::Request> requests = m_setup.standIn().requests();
         QCOMPARE(requests.size(), 1);
         const AICommand fourth = CommandStore::defaultCommands().at(3);
-        QCOMPARE(promptSent(requests.first().toObject()),
+        QCOMPARE(promptSent(requests.first()),
                  expectedPrompt(composeCommandPrompt(fourth.prompt, selectedText)));
         // Focus stays in the search field after a click on the list.
         QCOMPARE(QApplication::focusWidget(), searchLine(*popup));
@@ -335,9 +333,9 @@ private Q_SLOTS:
                  QStringList{QStringLiteral("💬 ") + search});
         QTest::keyClick(searchLine(*popup), Qt::Key_Return);
         QTRY_COMPARE(popup->answers.size(), 1);
-        const QJsonArray requests = m_setup.standIn().requests();
+        const QList<FakeProvider::Request> requests = m_setup.standIn().requests();
         QCOMPARE(requests.size(), 1);
-        QCOMPARE(promptSent(requests.first().toObject()), expectedPrompt(commandPart));
+        QCOMPARE(promptSent(requests.first()), expectedPrompt(commandPart));
         // The one-off command is never stored.
         QVERIFY(CommandStore::loadStoredCommands().isEmpty());
     }
@@ -346,7 +344,7 @@ private Q_SLOTS:
     {
         auto popup = openPopup();
         QVERIFY(popup);
-        m_setup.standIn().failNext("slow:1.5");
+        m_setup.standIn().fail("slow:1.5");
         QLineEdit *line = searchLine(*popup);
         QTest::keyClick(line, Qt::Key_Return);
 
@@ -375,12 +373,12 @@ private Q_SLOTS:
         QVERIFY(!overlay->isVisible());
         QTRY_COMPARE_WITH_TIMEOUT(popup->answers.size(), 2, 10000);
 
-        const QJsonArray requests = settledRequests();
+        const QList<FakeProvider::Request> requests = settledRequests();
         QCOMPARE(requests.size(), 2);
         const QList<AICommand> &defaults = CommandStore::defaultCommands();
-        QCOMPARE(promptSent(requests[0].toObject()),
+        QCOMPARE(promptSent(requests[0]),
                  expectedPrompt(composeCommandPrompt(defaults[0].prompt, selectedText)));
-        QCOMPARE(promptSent(requests[1].toObject()),
+        QCOMPARE(promptSent(requests[1]),
                  expectedPrompt(composeCommandPrompt(defaults[1].prompt, selectedText)));
     }
 
@@ -392,7 +390,7 @@ private Q_SLOTS:
         popup->view->setOnTextReplace(
             [answers](const QString &answer) { answers->append(answer); });
         m_setup.standIn().setAnswer(QStringLiteral("late answer"));
-        m_setup.standIn().failNext("slow:0.5");
+        m_setup.standIn().fail("slow:0.5");
         QTest::keyClick(searchLine(*popup), Qt::Key_Return);
         QVERIFY(popup->view->isLoading());
         popup.reset(); // the owner closed and dropped the popup meanwhile
@@ -442,7 +440,7 @@ private Q_SLOTS:
         if (!failure.isNull()) {
             // Qt's HTTP layer re-sends a request whose connection closed
             // before any answer (four attempts in all); drop every one.
-            m_setup.standIn().failNext(failure, failure == "drop" ? 10 : 1);
+            m_setup.standIn().fail(failure, failure == "drop" ? 10 : 1);
         }
         auto popup = openPopup();
         QVERIFY(popup);
@@ -496,7 +494,7 @@ private Q_SLOTS:
 
     void typingClearsTheErrorAndResetsTheHighlight()
     {
-        m_setup.standIn().failNext("429");
+        m_setup.standIn().fail("429");
         auto popup = openPopup();
         QVERIFY(popup);
         QLineEdit *line = searchLine(*popup);
@@ -512,7 +510,7 @@ private Q_SLOTS:
         QCOMPARE(popup->view->selectedIndex(), 0);
 
         // A new run clears a shown error at its start and succeeds.
-        m_setup.standIn().failNext("500");
+        m_setup.standIn().fail("500");
         QTest::keyClick(line, Qt::Key_Return);
         QTRY_COMPARE(*popup->view->errorMessage(),
                      QStringLiteral("Server error (500). Please try again later."));

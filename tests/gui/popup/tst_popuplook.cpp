@@ -149,7 +149,7 @@ private Q_SLOTS:
     void init()
     {
         DefaultsStore::standard().removeAll();
-        m_setup.standIn().clear();
+        m_setup.reset();
         m_setup.configure(AIVendor::openai, QStringLiteral("sk-look"));
     }
 
@@ -294,7 +294,7 @@ private Q_SLOTS:
         QTest::keyClicks(line, "text");
         save(shot(popup), "searching");
 
-        m_setup.standIn().failNext("slow:1");
+        m_setup.standIn().fail("slow:1");
         QTest::keyClick(line, Qt::Key_Return);
         QVERIFY(popup.view->loadingOverlay()->isVisible());
         QTest::qWait(150); // let the spinner turn a little
@@ -308,7 +308,7 @@ private Q_SLOTS:
         QTRY_VERIFY_WITH_TIMEOUT(!popup.view->isLoading(), 5000);
 
         QTest::keyClicks(line, " and more");
-        m_setup.standIn().failNext("401");
+        m_setup.standIn().fail("401");
         QTest::keyClick(line, Qt::Key_Return);
         QTRY_VERIFY(popup.view->errorMessage().has_value());
         const QImage error = shot(popup);

@@ -8,14 +8,7 @@
 // QFuture, so it derives from QException.
 class APIError : public QException {
 public:
-    enum class Kind {
-        httpError,
-        networkError,
-        invalidURL,
-        encodingError,
-        invalidResponse,
-        noContent
-    };
+    enum class Kind { httpError, networkError, invalidURL, encodingError, invalidResponse, noContent };
 
     static APIError httpError(int statusCode);
     // underlyingDescription is the transport or decoding error's own text.

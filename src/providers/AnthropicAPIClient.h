@@ -1,0 +1,24 @@
+#pragma once
+
+#include "AIVendorProtocol.h"
+#include "ProviderRequest.h"
+#include "VendorConfig.h"
+
+// Anthropic's messages endpoint: one user message of one text block, the
+// first content block's text back.
+class AnthropicAPIClient : public AIVendorProtocol {
+public:
+    static inline const QByteArray apiVersion = QByteArrayLiteral("2023-06-01");
+
+    explicit AnthropicAPIClient(VendorConfig config) : config(std::move(config)) {}
+
+    QFuture<QString> sendMessage(const QString &prompt) override;
+
+    // baseURL + "/messages" with "x-api-key" (the key read now) and
+    // "anthropic-version"; none when that is not a valid URL.
+    std::optional<ProviderRequest::Prepared> buildRequest(const QString &prompt) const;
+    // The first content block's text, untouched; its type is not examined.
+    static QString extractAnswer(const QByteArray &body);
+
+    VendorConfig config;
+};

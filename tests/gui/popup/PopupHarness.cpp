@@ -1,0 +1,99 @@
+#include "PopupHarness.h"
+
+#include "BaseInstructionsService.h"
+#include "ContentView.h"
+#include "DefaultsStore.h"
+#include "KeychainService.h"
+#include "VendorConfig.h"
+#include "VendorManager.h"
+
+#include <QKeyEvent>
+#include <QTest>
+#include <QVBoxLayout>
+
+PopupWindow::PopupWindow(const QString &text, VendorManager &vendors)
+    : QWidget(nullptr, Qt::Popup | Qt::FramelessWindowHint)
+{
+    view = new ContentView(text, vendors, this);
+    view->setOnTextReplace([this](const QString &answer) { answers.append(answer); });
+    view->setOnClose([this] { calls.append(QStringLiteral("close")); });
+    view->setOpenSettings([this] { calls.append(QStringLiteral("openSettings")); });
+    auto *layout = new QVBoxLayout(this);
+    layout->setContentsMargins(0, 0, 0, 0);
+    layout->addWidget(view);
+    resize(view->sizeHint());
+}
+
+void PopupWindow::keyPressEvent(QKeyEvent *event)
+{
+    keysPassedOn.append(event->key());
+    event->accept(); // the test decides when the popup goes
+}
+
+bool ProviderSetup::start(QString *error)
+{
+    if (!m_standIn.start()) {
+        *error = m_standIn.errorString();
+        return false;
+    }
+    return true;
+}
+
+void ProviderSetup::reset()
+{
+    m_standIn.clear();
+    m_standIn.setAnswer(std::nullopt);
+}
+
+void ProviderSetup::removeAllKeys()
+{
+    for (AIVendor vendor : AIVendors::allCases()) {
+        KeychainService::shared().deleteAPIKey(vendor);
+    }
+}
+
+VendorManager &ProviderSetup::configure(AIVendor vendor, const QString &key, const QString &host)
+{
+    removeAllKeys();
+    KeychainService::shared().storeAPIKey(key, vendor);
+    m_vendors = std::make_unique<VendorManager>();
+    const VendorConfig standard = AIVendors::defaultConfig(vendor);
+    m_vendors->updateConfiguration(vendor, VendorConfig(vendor, standard.selectedModel,
+                                                        host.isNull() ? m_standIn.host() : host,
+                                                        standard.subPath));
+    m_vendors->setDefaultVendor(vendor);
+    return *m_vendors;
+}
+
+VendorManager &ProviderSetup::configureNone()
+{
+    removeAllKeys();
+    DefaultsStore::standard().remove(VendorConfig::defaultVendorKey);
+    m_vendors = std::make_unique<VendorManager>();
+    return *m_vendors;
+}
+
+bool showPopup(PopupWindow &window)
+{
+    window.show();
+    return QTest::qWaitForWindowExposed(&window);
+}
+
+namespace {
+QtMessageHandler previousHandler = nullptr;
+
+void filterMessages(QtMsgType type, const QMessageLogContext &context, const QString &message)
+{
+    if (message.startsWith(QLatin1String("This plugin does not support"))) {
+        return;
+    }
+    previousHandler(type, context, message);
+}
+} // namespace
+
+void quietOffscreenWarnings()
+{
+    if (!previousHandler) {
+        previousHandler = qInstallMessageHandler(filterMessages);
+    }
+}

@@ -1,0 +1,425 @@
+// The provider manager: what it loads, which provider becomes the default,
+// what a validation stores, what a send composes, and the live model lists.
+// Keys live in a real keyring; requests go to the local HTTPS provider.
+#include "Await.h"
+#include "BaseInstructionsService.h"
+#include "DefaultsStore.h"
+#include "FakeProvider.h"
+#include "KeychainService.h"
+#include "TestSupport.h"
+#include "VendorManager.h"
+
+#include <QSignalSpy>
+#include <QTest>
+
+Q_DECLARE_METATYPE(AIVendor)
+
+namespace {
+
+const QString testKey = QStringLiteral("sk-manager-test");
+
+AIVendor vendorOf(const QString &raw)
+{
+    return *AIVendors::fromRawValue(raw);
+}
+
+} // namespace
+
+class TestVendorManager : public QObject {
+    Q_OBJECT
+
+private:
+    FakeProvider m_fake;
+    DefaultsStore &store() { return DefaultsStore::standard(); }
+
+    VendorConfig fakeConfig(AIVendor vendor) const
+    {
+        VendorConfig config = AIVendors::defaultConfig(vendor);
+        config.apiHost = m_fake.host();
+        return config;
+    }
+
+    void storeKey(AIVendor vendor, const QString &key = testKey)
+    {
+        QVERIFY(KeychainService::shared().storeAPIKey(key, vendor));
+    }
+
+    // Stores the configuration as a successful validation would, so that a
+    // manager built afterwards talks to the local provider.
+    void storeFakeConfig(AIVendor vendor)
+    {
+        store().setData(VendorConfig::storageKey(vendor), fakeConfig(vendor).encode());
+    }
+
+private Q_SLOTS:
+    void initTestCase()
+    {
+        TestSupport::requireThrowawayEnvironment();
+        QVERIFY2(m_fake.start(), qPrintable(m_fake.errorString()));
+    }
+
+    void init()
+    {
+        store().removeAll();
+        for (AIVendor vendor : AIVendors::allCases()) {
+            QVERIFY(KeychainService::shared().deleteAPIKey(vendor));
+        }
+        QVERIFY(m_fake.clear());
+        QVERIFY(m_fake.setKey(std::nullopt));
+    }
+
+    void aFreshInstallHasDefaultsAndNoDefaultProvider()
+    {
+        VendorManager manager;
+        const auto configurations = manager.configurations();
+        QCOMPARE(configurations.size(), 3);
+        for (AIVendor vendor : AIVendors::allCases()) {
+            QCOMPARE(configurations.value(vendor, fakeConfig(vendor)),
+                     AIVendors::defaultConfig(vendor));
+        }
+        QCOMPARE(manager.defaultVendor(), std::nullopt);
+        QVERIFY(!store().contains(VendorConfig::defaultVendorKey));
+        QVERIFY(manager.validationStates().isEmpty());
+        // Loading writes no configuration back.
+        for (AIVendor vendor : AIVendors::allCases()) {
+            QVERIFY(!store().contains(VendorConfig::storageKey(vendor)));
+        }
+    }
+
+    void theDefaultProviderIsChosenAtLoad_data()
+    {
+        QTest::addColumn<QStringList>("keys"); // "vendor" or "vendor=key"
+        QTest::addColumn<QString>("stored");   // null: nothing stored
+        QTest::addColumn<QString>("expected"); // empty: none, and the key removed
+        QTest::newRow("no keys, nothing stored") << QStringList{} << QString() << "";
+        QTest::newRow("anthropic and gemini: the first in order")
+            << QStringList{"gemini", "anthropic"} << QString() << "anthropic";
+        QTest::newRow("stored gemini without its key") << QStringList{"openai"} << "gemini"
+                                                       << "openai";
+        QTest::newRow("stored gemini with its key is kept")
+            << QStringList{"openai", "anthropic", "gemini"} << "gemini"
+            << "gemini";
+        QTest::newRow("unknown stored value") << QStringList{"gemini"} << "Gemini"
+                                              << "gemini";
+        QTest::newRow("unknown stored value, no keys") << QStringList{} << "bogus"
+                                                       << "";
+        QTest::newRow("stored value without any key") << QStringList{} << "openai"
+                                                      << "";
+        QTest::newRow("a blank key does not count")
+            << QStringList{"openai= \n ", "anthropic"} << QString() << "anthropic";
+        QTest::newRow("a padded key counts") << QStringList{"openai= sk "} << "anthropic"
+                                             << "openai";
+    }
+
+    void theDefaultProviderIsChosenAtLoad()
+    {
+        QFETCH(QStringList, keys);
+        QFETCH(QString, stored);
+        QFETCH(QString, expected);
+        for (const QString &entry : keys) {
+            const QString raw = entry.section(u'=', 0, 0);
+            storeKey(vendorOf(raw), entry.contains(u'=') ? entry.section(u'=', 1) : testKey);
+        }
+        if (!stored.isNull()) {
+            store().setText(VendorConfig::defaultVendorKey, stored);
+        }
+        VendorManager manager;
+        if (expected.isEmpty()) {
+            QCOMPARE(manager.defaultVendor(), std::nullopt);
+            QVERIFY(!store().contains(VendorConfig::defaultVendorKey));
+        } else {
+            QCOMPARE(manager.defaultVendor(), std::optional(vendorOf(expected)));
+            QCOMPARE(store().text(VendorConfig::defaultVendorKey), std::optional(expected));
+        }
+    }
+
+    void storedConfigurationsAreLoadedAsDecoded()
+    {
+        VendorConfig openai = AIVendors::defaultConfig(AIVendor::openai);
+        openai.selectedModel = QStringLiteral("gpt-4.1");
+        store().setData(VendorConfig::storageKey(AIVendor::openai), openai.encode());
+        const QByteArray garbage("{\"vendor\":\"anthropic\",\"selectedModel\":1}");
+        store().setData(VendorConfig::storageKey(AIVendor::anthropic), garbage);
+        // A record in another provider's slot stays as it is, under the slot.
+        VendorConfig misplaced = AIVendors::defaultConfig(AIVendor::openai);
+        misplaced.apiHost = QStringLiteral("gateway.example");
+        store().setData(VendorConfig::storageKey(AIVendor::gemini), misplaced.encode());
+
+        VendorManager manager;
+        QCOMPARE(manager.configuration(AIVendor::openai).selectedModel, QStringLiteral("gpt-4.1"));
+        QCOMPARE(manager.configuration(AIVendor::anthropic),
+                 AIVendors::defaultConfig(AIVendor::anthropic));
+        const VendorConfig gemini = manager.configuration(AIVendor::gemini);
+        QCOMPARE(gemini.vendor, AIVendor::openai);
+        QCOMPARE(gemini.apiHost, QStringLiteral("gateway.example"));
+        // The unreadable value is not replaced.
+        QCOMPARE(store().data(VendorConfig::storageKey(AIVendor::anthropic)),
+                 std::optional(garbage));
+    }
+
+    void laterChangesStayInMemory()
+    {
+        storeKey(AIVendor::openai);
+        storeKey(AIVendor::gemini);
+        {
+            VendorManager manager;
+            QCOMPARE(manager.defaultVendor(), std::optional(AIVendor::openai));
+            QSignalSpy defaultSpy(&manager, &VendorManager::defaultVendorChanged);
+            QSignalSpy configSpy(&manager, &VendorManager::configurationsChanged);
+            manager.setDefaultVendor(AIVendor::gemini);
+            QCOMPARE(defaultSpy.size(), 1);
+            manager.setDefaultVendor(AIVendor::gemini);
+            QCOMPARE(defaultSpy.size(), 1);
+
+            VendorConfig edited = manager.configuration(AIVendor::openai);
+            edited.selectedModel = QStringLiteral("gpt-5-mini");
+            manager.updateConfiguration(AIVendor::openai, edited);
+            QCOMPARE(configSpy.size(), 1);
+            QCOMPARE(manager.configuration(AIVendor::openai).selectedModel,
+                     QStringLiteral("gpt-5-mini"));
+            QCOMPARE(manager.property("defaultVendor").value<std::optional<AIVendor>>(),
+                     std::optional(AIVendor::gemini));
+        }
+        QCOMPARE(store().text(VendorConfig::defaultVendorKey),
+                 std::optional(QStringLiteral("openai")));
+        QVERIFY(!store().contains(VendorConfig::storageKey(AIVendor::openai)));
+
+        // Deleting the default provider's key changes nothing until the next start.
+        VendorManager again;
+        QCOMPARE(again.defaultVendor(), std::optional(AIVendor::openai));
+        QCOMPARE(again.configuration(AIVendor::openai).selectedModel,
+                 QStringLiteral("gpt-4o-mini"));
+        QVERIFY(KeychainService::shared().deleteAPIKey(AIVendor::openai));
+        QCOMPARE(again.defaultVendor(), std::optional(AIVendor::openai));
+        QCOMPARE(again.vendorsWithAPIKey(), QList<AIVendor>{AIVendor::gemini});
+        VendorManager third;
+        QCOMPARE(third.defaultVendor(), std::optional(AIVendor::gemini));
+    }
+
+    void aRefusedValidationSavesNothing()
+    {
+        storeKey(AIVendor::anthropic);
+        VendorManager manager;
+        QList<ValidationState> seen;
+        connect(&manager, &VendorManager::validationStatesChanged, this,
+                [&]() { seen << manager.validationStates().value(AIVendor::anthropic); });
+        QVERIFY(m_fake.fail(QStringLiteral("401")));
+        awaitVoid(manager.validateVendor(fakeConfig(AIVendor::anthropic)));
+
+        const QList<ValidationState> expected{ValidationState::validating(),
+                                              ValidationState::invalid("HTTP error: 401")};
+        QCOMPARE(seen, expected);
+        QCOMPARE(manager.validationStates().value(AIVendor::anthropic),
+                 ValidationState::invalid("HTTP error: 401"));
+        QVERIFY(!store().contains(VendorConfig::storageKey(AIVendor::anthropic)));
+    }
+
+    void aSuccessfulValidationSavesTheRecordPassedIn()
+    {
+        storeKey(AIVendor::gemini);
+        VendorManager manager;
+        VendorConfig edited = fakeConfig(AIVendor::gemini);
+        edited.selectedModel = QStringLiteral("gemini-2.5-flash");
+        const QFuture<void> done = manager.validateVendor(edited);
+        QCOMPARE(manager.validationStates().value(AIVendor::gemini), ValidationState::validating());
+        awaitVoid(done);
+        QVERIFY(done.isFinished());
+        QCOMPARE(manager.validationStates().value(AIVendor::gemini), ValidationState::valid());
+
+        // The prompt is exactly "Test": no base instructions.
+        const auto sent = m_fake.requests();
+        QCOMPARE(sent.size(), 1);
+        QVERIFY(sent[0].path.contains("/models/gemini-2.5-flash:generateContent"));
+        QCOMPARE(sent[0].json()["contents"][0]["parts"][0]["text"].toString(),
+                 QStringLiteral("Test"));
+
+        // The record passed in is stored, not the manager's own entry.
+        QCOMPARE(manager.configuration(AIVendor::gemini),
+                 AIVendors::defaultConfig(AIVendor::gemini));
+        const auto saved = VendorConfig::decode(
+            store().data(VendorConfig::storageKey(AIVendor::gemini)).value_or(QByteArray()));
+        QVERIFY(saved);
+        QCOMPARE(*saved, edited);
+        VendorManager restarted;
+        QCOMPARE(restarted.configuration(AIVendor::gemini).selectedModel,
+                 QStringLiteral("gemini-2.5-flash"));
+    }
+
+    void aValidationWithoutKeyResetsTheState()
+    {
+        storeKey(AIVendor::openai);
+        VendorManager manager;
+        awaitVoid(manager.validateVendor(fakeConfig(AIVendor::openai)));
+        QCOMPARE(manager.validationStates().value(AIVendor::openai), ValidationState::valid());
+        QVERIFY(store().contains(VendorConfig::storageKey(AIVendor::openai)));
+        store().remove(VendorConfig::storageKey(AIVendor::openai));
+        QVERIFY(KeychainService::shared().storeAPIKey(QStringLiteral("   "), AIVendor::openai));
+        QVERIFY(m_fake.clear());
+
+        const QFuture<void> done = manager.validateVendor(fakeConfig(AIVendor::openai));
+        QVERIFY(done.isFinished());
+        QCOMPARE(manager.validationStates().value(AIVendor::openai),
+                 ValidationState::notValidated());
+        QVERIFY(m_fake.requests().isEmpty());
+        QVERIFY(!store().contains(VendorConfig::storageKey(AIVendor::openai)));
+    }
+
+    void sendingWithoutAUsableProviderFailsLocally()
+    {
+        VendorManager manager;
+        QCOMPARE(manager.defaultVendor(), std::nullopt);
+        auto outcome = await(manager.sendMessage(QStringLiteral("Hello")));
+        QVERIFY(outcome.error);
+        QCOMPARE(outcome.error->kind(), APIError::Kind::invalidResponse);
+
+        // A default chosen in memory whose key is missing.
+        manager.setDefaultVendor(AIVendor::anthropic);
+        outcome = await(manager.sendMessage(QStringLiteral("Hello")));
+        QVERIFY(outcome.error);
+        QCOMPARE(outcome.error->kind(), APIError::Kind::invalidResponse);
+        QCOMPARE(errorText(*outcome.error), QStringLiteral("Invalid response from API server."));
+        QVERIFY(m_fake.requests().isEmpty());
+    }
+
+    void sendingComposesTheBaseInstructions()
+    {
+        storeKey(AIVendor::openai);
+        storeKey(AIVendor::anthropic);
+        storeFakeConfig(AIVendor::anthropic);
+        VendorManager manager;
+        manager.setDefaultVendor(AIVendor::anthropic);
+        BaseInstructionsService &base = BaseInstructionsService::shared();
+        base.setBaseInstructions(QStringLiteral("Be brief.\n"));
+
+        const QString prompt = QStringLiteral("Translate the following text to German: Good day");
+        const auto outcome = await(manager.sendMessage(prompt));
+        QVERIFY2(outcome.value, outcome.error ? qPrintable(outcome.error->description()) : "");
+        const auto sent = m_fake.requests();
+        QCOMPARE(sent.size(), 1);
+        QCOMPARE(sent[0].vendor, QStringLiteral("anthropic"));
+        QCOMPARE(sent[0].json()["messages"][0]["content"][0]["text"].toString(),
+                 QStringLiteral("Be brief.\n\n\n---\n\n") + prompt);
+
+        base.setBaseInstructions(QStringLiteral(" \n "));
+        QVERIFY(await(manager.sendMessage(prompt)).value);
+        QCOMPARE(m_fake.requests().value(1).json()["messages"][0]["content"][0]["text"].toString(),
+                 prompt);
+        base.setBaseInstructions(BaseInstructionsService::defaultBaseInstructions);
+    }
+
+    void sendFailuresPassThroughUnchanged()
+    {
+        storeKey(AIVendor::openai);
+        storeFakeConfig(AIVendor::openai);
+        VendorManager manager;
+        QVERIFY(m_fake.fail(QStringLiteral("429")));
+        const auto outcome = await(manager.sendMessage(QStringLiteral("x")));
+        QVERIFY(outcome.error);
+        QCOMPARE(*outcome.error, APIError::httpError(429));
+    }
+
+    void liveModelListsAreFetchedPagedAndMerged_data()
+    {
+        QTest::addColumn<AIVendor>("vendor");
+        QTest::addColumn<QStringList>("added"); // after the built-in list
+        QTest::addColumn<QStringList>("paths");
+        QTest::newRow("openai") << AIVendor::openai
+                                << QStringList{"gpt-5-mini", "o3-mini", "gpt-4.1"}
+                                << QStringList{"/v1/models"};
+        QTest::newRow("anthropic, three pages")
+            << AIVendor::anthropic
+            << QStringList{"claude-sonnet-4-5", "claude-opus-4-1", "claude-haiku-4-5",
+                           "claude-sonnet-4-0"}
+            << QStringList{"/v1/models", "/v1/models?after_id=claude-sonnet-4-5",
+                           "/v1/models?after_id=claude-haiku-4-5"};
+        QTest::newRow("gemini, three pages, generating models only")
+            << AIVendor::gemini
+            << QStringList{"gemini-2.5-flash", "gemini-2.5-pro", "gemini-2.0-flash"}
+            << QStringList{"/v1beta/models?key=" + testKey,
+                           "/v1beta/models?key=" + testKey + "&pageToken=2",
+                           "/v1beta/models?key=" + testKey + "&pageToken=4"};
+    }
+
+    void liveModelListsAreFetchedPagedAndMerged()
+    {
+        QFETCH(AIVendor, vendor);
+        QFETCH(QStringList, added);
+        QFETCH(QStringList, paths);
+        storeKey(vendor);
+        QVERIFY(m_fake.setKey(testKey));
+        VendorManager manager;
+        manager.updateConfiguration(vendor, fakeConfig(vendor));
+        QCOMPARE(manager.offeredModels(vendor), AIVendors::availableModels(vendor));
+        QSignalSpy changed(&manager, &VendorManager::offeredModelsChanged);
+
+        const auto outcome = await(manager.fetchModels(vendor));
+        QVERIFY(outcome.value);
+        const QStringList expected = AIVendors::availableModels(vendor) + added;
+        QCOMPARE(*outcome.value, expected);
+        QCOMPARE(manager.offeredModels(vendor), expected);
+        QCOMPARE(manager.modelListError(vendor), QString());
+        QCOMPARE(changed.size(), 1);
+
+        const auto sent = m_fake.requests();
+        QStringList sentPaths;
+        for (const auto &request : sent) {
+            QCOMPARE(request.method, QStringLiteral("GET"));
+            sentPaths << request.path;
+        }
+        QCOMPARE(sentPaths, paths);
+        if (vendor == AIVendor::openai) {
+            QCOMPARE(sent[0].headers.value("authorization"), "Bearer " + testKey);
+        } else if (vendor == AIVendor::anthropic) {
+            QCOMPARE(sent[0].headers.value("x-api-key"), testKey);
+            QCOMPARE(sent[0].headers.value("anthropic-version"), QStringLiteral("2023-06-01"));
+        }
+        // Fetching lists does not change what is stored.
+        QVERIFY(!store().contains(VendorConfig::storageKey(vendor)));
+    }
+
+    void aFailedModelListLeavesTheBuiltInList_data()
+    {
+        QTest::addColumn<AIVendor>("vendor");
+        QTest::addColumn<QStringList>("failures"); // one per request, in order
+        QTest::addColumn<QString>("sentence");
+        QTest::newRow("openai 401")
+            << AIVendor::openai << QStringList{"401"}
+            << "Could not load the model list from OpenAI (HTTP error: 401), "
+               "so only the built-in models are offered.";
+        QTest::newRow("anthropic, second page fails")
+            << AIVendor::anthropic << QStringList{"ok", "500"}
+            << "Could not load the model list from Anthropic (HTTP error: 500), so only the "
+               "built-in models are offered.";
+        QTest::newRow("gemini, not JSON") << AIVendor::gemini << QStringList{"nonjson"}
+                                          << "Could not load the model list from Google Gemini "
+                                             "(Network error: The response could not be read";
+    }
+
+    void aFailedModelListLeavesTheBuiltInList()
+    {
+        QFETCH(AIVendor, vendor);
+        QFETCH(QStringList, failures);
+        QFETCH(QString, sentence);
+        storeKey(vendor);
+        VendorManager manager;
+        manager.updateConfiguration(vendor, fakeConfig(vendor));
+        QVERIFY(await(manager.fetchModels(vendor)).value);
+        QVERIFY(manager.offeredModels(vendor).size() > AIVendors::availableModels(vendor).size());
+
+        for (const QString &failure : failures) {
+            QVERIFY(m_fake.fail(failure));
+        }
+        const auto outcome = await(manager.fetchModels(vendor));
+        QVERIFY(outcome.value);
+        QCOMPARE(*outcome.value, AIVendors::availableModels(vendor));
+        QCOMPARE(manager.offeredModels(vendor), AIVendors::availableModels(vendor));
+        QVERIFY2(manager.modelListError(vendor).startsWith(sentence),
+                 qPrintable(manager.modelListError(vendor)));
+        QVERIFY(manager.modelListError(vendor).endsWith(
+            QStringLiteral("so only the built-in models are offered.")));
+        QVERIFY(!manager.modelListError(vendor).contains(testKey));
+    }
+};
+
+QTEST_GUILESS_MAIN(TestVendorManager)
+#include "tst_vendormanager.moc"

@@ -1,0 +1,430 @@
+#include "DefaultsStore.h"
+#include "GlobalShortcuts.h"
+#include "HotKeyLayer.h"
+#include "KeyTable.h"
+#include "TestSupport.h"
+
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QSignalSpy>
+#include <QtTest>
+
+using namespace GlobalShortcuts;
+
+namespace {
+
+// Stands in for the desktop's key grabbing (the X11 one needs a display and
+// is exercised on the test desktop): it keeps what is grabbed, can refuse a
+// combination as another client would, and presses a grabbed shortcut.
+class RecordingBackend : public HotKeyBackend {
+public:
+    QString grab(int hotKeyId, const Shortcut &shortcut) override
+    {
+        if (refused.contains(shortcut)) {
+            return QStringLiteral("BadAccess");
+        }
+        grabs.insert(hotKeyId, shortcut);
+        grabCount += 1;
+        return {};
+    }
+    void ungrab(int hotKeyId) override { grabs.remove(hotKeyId); }
+
+    // The id under which the shortcut is grabbed, 0 when it is not.
+    int idOf(const Shortcut &shortcut) const { return grabs.key(shortcut, 0); }
+    int grabsOf(const Shortcut &shortcut) const
+    {
+        return int(std::count(grabs.cbegin(), grabs.cend(), shortcut));
+    }
+
+    bool press(const Shortcut &shortcut, EventType type = EventType::keyDown)
+    {
+        const int id = idOf(shortcut);
+        if (id == 0) {
+            return false;
+        }
+        deliver(id, type);
+        return true;
+    }
+
+    QHash<int, Shortcut> grabs;
+    QSet<Shortcut> refused;
+    int grabCount = 0;
+};
+
+RecordingBackend *backend()
+{
+    return static_cast<RecordingBackend *>(HotKeyLayer::shared().backend());
+}
+
+// Handler tables and grabs live for the whole process, so every test uses
+// names and shortcuts of its own.
+Name freshName(std::optional<Shortcut> defaultShortcut = std::nullopt)
+{
+    static int counter = 0;
+    return Name(QStringLiteral("name%1").arg(++counter), defaultShortcut);
+}
+
+Shortcut freshShortcut()
+{
+    static size_t next = 0;
+    const auto keys = KeyTable::keys();
+    const size_t index = next++;
+    const int modifiers = index < keys.size() ? KeyTable::controlKey : KeyTable::optionKey;
+    return Shortcut(keys[index % keys.size()].macKeyCode, modifiers);
+}
+
+} // namespace
+
+class GlobalShortcutsTest : public QObject {
+    Q_OBJECT
+
+private Q_SLOTS:
+    void initTestCase()
+    {
+        TestSupport::requireThrowawayEnvironment();
+        HotKeyLayer::shared().setBackend(std::make_unique<RecordingBackend>());
+    }
+
+    void init()
+    {
+        DefaultsStore::standard().removeAll();
+        setPaused(false);
+        setEnabled(true);
+        backend()->refused.clear();
+    }
+
+    void firstCreationStoresTheDefaultAsJsonText()
+    {
+        // The first use of the application's one name, on a fresh store.
+        QVERIFY(!DefaultsStore::standard().contains(QStringLiteral("GlobalShortcuts_showpopup")));
+        const Name &name = Name::showPopup();
+        QCOMPARE(name.rawValue(), QStringLiteral("showpopup"));
+        QCOMPARE(name.storeKey(), QStringLiteral("GlobalShortcuts_showpopup"));
+        const std::optional<QString> stored =
+            DefaultsStore::standard().text(QStringLiteral("GlobalShortcuts_showpopup"));
+        QVERIFY(stored.has_value());
+        const QJsonObject object = QJsonDocument::fromJson(stored->toUtf8()).object();
+        QCOMPARE(object.size(), 2);
+        QCOMPARE(object.value(QStringLiteral("carbonKeyCode")).toInt(-1), 44);
+        QCOMPARE(object.value(QStringLiteral("carbonModifiers")).toInt(-1), 4352);
+        QCOMPARE(getShortcut(name), std::optional<Shortcut>(Shortcut(44, 4352)));
+        // Naming a shortcut takes no key from the desktop.
+        QCOMPARE(backend()->grabsOf(Shortcut(44, 4352)), 0);
+    }
+
+    void creationKeepsAStoredValue()
+    {
+        const Shortcut stored = freshShortcut();
+        const Name first = freshName();
+        setShortcut(stored, first);
+        const Name again(first.rawValue(), freshShortcut());
+        QCOMPARE(getShortcut(again), std::optional<Shortcut>(stored));
+    }
+
+    void removingWithADefaultStoresFalseAcrossRestarts()
+    {
+        const Shortcut defaultShortcut = freshShortcut();
+        const Name name = freshName(defaultShortcut);
+        onKeyDown(name, [] {});
+        QVERIFY(backend()->idOf(defaultShortcut) != 0);
+
+        QSignalSpy spy(notifier(), &Notifier::shortcutByNameDidChange);
+        setShortcut(std::nullopt, name);
+        QCOMPARE(spy.size(), 1);
+        QCOMPARE(spy.at(0).at(0).value<Name>().rawValue(), name.rawValue());
+        QCOMPARE(backend()->idOf(defaultShortcut), 0);
+
+        // What another process (the next start) reads from the file.
+        DefaultsStore fromDisk(DefaultsStore::standard().filePath());
+        QCOMPARE(fromDisk.boolean(name.storeKey()), std::optional<bool>(false));
+
+        const Name restarted(name.rawValue(), defaultShortcut);
+        QCOMPARE(getShortcut(restarted), std::nullopt);
+        QCOMPARE(DefaultsStore::standard().boolean(name.storeKey()), std::optional<bool>(false));
+
+        // Removing what is already removed changes and posts nothing.
+        setShortcut(std::nullopt, restarted);
+        QCOMPARE(spy.size(), 1);
+    }
+
+    void removingWithoutADefaultDropsTheKey()
+    {
+        const Name name = freshName();
+        setShortcut(freshShortcut(), name);
+        QVERIFY(DefaultsStore::standard().contains(name.storeKey()));
+        setShortcut(std::nullopt, name);
+        QVERIFY(!DefaultsStore::standard().contains(name.storeKey()));
+        QCOMPARE(getShortcut(name), std::nullopt);
+    }
+
+    void settingRegistersStoresAndNotifies()
+    {
+        const Name name = freshName();
+        const Shortcut first = freshShortcut();
+        const Shortcut second = freshShortcut();
+        QSignalSpy spy(notifier(), &Notifier::shortcutByNameDidChange);
+
+        setShortcut(first, name);
+        QCOMPARE(spy.size(), 1);
+        QCOMPARE(DefaultsStore::standard().text(name.storeKey()),
+                 std::optional<QString>(QString::fromUtf8(first.toJson())));
+        DefaultsStore fromDisk(DefaultsStore::standard().filePath());
+        QCOMPARE(Shortcut::fromJson(fromDisk.text(name.storeKey()).value_or(QString()).toUtf8()),
+                 std::optional<Shortcut>(first));
+        const int firstId = backend()->idOf(first);
+        QVERIFY(firstId != 0);
+
+        // The same shortcut again: released and grabbed anew under a new id.
+        setShortcut(first, name);
+        QCOMPARE(spy.size(), 2);
+        QCOMPARE(backend()->grabsOf(first), 1);
+        QVERIFY(backend()->idOf(first) > firstId);
+
+        setShortcut(second, name);
+        QCOMPARE(spy.size(), 3);
+        QCOMPARE(backend()->idOf(first), 0);
+        QVERIFY(backend()->idOf(second) != 0);
+        QCOMPARE(getShortcut(name), std::optional<Shortcut>(second));
+    }
+
+    void unreadableStoredValuesReadAsNone_data()
+    {
+        QTest::addColumn<QVariant>("stored");
+        QTest::newRow("Boolean false") << QVariant(false);
+        QTest::newRow("Boolean true") << QVariant(true);
+        QTest::newRow("empty text") << QVariant(QString());
+        QTest::newRow("not JSON") << QVariant(QStringLiteral("Ctrl+Super+/"));
+        QTest::newRow("JSON array") << QVariant(QStringLiteral("[44,4352]"));
+        QTest::newRow("missing modifiers") << QVariant(QStringLiteral("{\"carbonKeyCode\":44}"));
+        QTest::newRow("code as text")
+            << QVariant(QStringLiteral("{\"carbonKeyCode\":\"44\",\"carbonModifiers\":4352}"));
+        QTest::newRow("fractional code")
+            << QVariant(QStringLiteral("{\"carbonKeyCode\":44.5,\"carbonModifiers\":4352}"));
+        QTest::newRow("truncated") << QVariant(QStringLiteral("{\"carbonKeyCode\":44,"));
+        QTest::newRow("number") << QVariant(44);
+    }
+
+    void unreadableStoredValuesReadAsNone()
+    {
+        QFETCH(QVariant, stored);
+        const Name plain = freshName();
+        DefaultsStore &store = DefaultsStore::standard();
+        if (stored.typeId() == QMetaType::Bool) {
+            store.setBoolean(plain.storeKey(), stored.toBool());
+        } else if (stored.typeId() == QMetaType::Int) {
+            store.setData(plain.storeKey(), QByteArray::number(stored.toInt()));
+        } else {
+            store.setText(plain.storeKey(), stored.toString());
+        }
+        QCOMPARE(getShortcut(plain), std::nullopt);
+
+        // Present, so a default is not applied over it ...
+        const Name withDefault(plain.rawValue(), freshShortcut());
+        QCOMPARE(getShortcut(withDefault), std::nullopt);
+        // ... and a handler added for it grabs nothing.
+        const int grabsBefore = backend()->grabCount;
+        onKeyDown(withDefault, [] {});
+        QCOMPARE(backend()->grabCount, grabsBefore);
+
+        // The next set overwrites it.
+        const Shortcut replacement = freshShortcut();
+        setShortcut(replacement, withDefault);
+        QCOMPARE(getShortcut(withDefault), std::optional<Shortcut>(replacement));
+    }
+
+    void addingAHandlerRegistersOnce()
+    {
+        const Shortcut shortcut = freshShortcut();
+        const Name name = freshName(shortcut);
+        QCOMPARE(backend()->idOf(shortcut), 0);
+        onKeyDown(name, [] {});
+        const int id = backend()->idOf(shortcut);
+        QVERIFY(id != 0);
+        onKeyDown(name, [] {});
+        onKeyUp(name, [] {});
+        QCOMPARE(backend()->idOf(shortcut), id);
+        QCOMPARE(backend()->grabsOf(shortcut), 1);
+    }
+
+    void handlersRunInOrderPerEventType()
+    {
+        const Shortcut shortcut = freshShortcut();
+        const Name name = freshName(shortcut);
+        QStringList calls;
+        onKeyDown(name, [&] { calls << QStringLiteral("down 1"); });
+        onKeyUp(name, [&] { calls << QStringLiteral("up"); });
+        onKeyDown(name, [&] { calls << QStringLiteral("down 2"); });
+
+        QVERIFY(backend()->press(shortcut, EventType::keyDown));
+        QCOMPARE(calls, QStringList({QStringLiteral("down 1"), QStringLiteral("down 2")}));
+        QVERIFY(backend()->press(shortcut, EventType::keyUp));
+        QCOMPARE(calls.size(), 3);
+        QCOMPARE(calls.last(), QStringLiteral("up"));
+    }
+
+    void twoNamesSharingAShortcutBothRun()
+    {
+        const Shortcut shared = freshShortcut();
+        const Name first = freshName(shared);
+        const Name second = freshName();
+        setShortcut(shared, second);
+        QStringList calls;
+        onKeyDown(first, [&] { calls << first.rawValue(); });
+        onKeyDown(second, [&] { calls << second.rawValue(); });
+        QCOMPARE(backend()->grabsOf(shared), 1);
+
+        QVERIFY(backend()->press(shared));
+        QCOMPARE(calls, QStringList({first.rawValue(), second.rawValue()}));
+    }
+
+    void pausedPressesCallNothing()
+    {
+        const Shortcut shortcut = freshShortcut();
+        const Name name = freshName(shortcut);
+        int downs = 0;
+        int ups = 0;
+        onKeyDown(name, [&] { ++downs; });
+        onKeyUp(name, [&] { ++ups; });
+
+        setPaused(true);
+        QVERIFY(isPaused());
+        QVERIFY(backend()->press(shortcut, EventType::keyDown));
+        QVERIFY(backend()->press(shortcut, EventType::keyUp));
+        QCOMPARE(downs, 0);
+        QCOMPARE(ups, 0);
+
+        setPaused(false);
+        QVERIFY(backend()->press(shortcut, EventType::keyDown));
+        QVERIFY(backend()->press(shortcut, EventType::keyUp));
+        QCOMPARE(downs, 1);
+        QCOMPARE(ups, 1);
+    }
+
+    void dispatchFollowsTheStoredShortcut()
+    {
+        const Shortcut before = freshShortcut();
+        const Shortcut after = freshShortcut();
+        const Name name = freshName(before);
+        int calls = 0;
+        onKeyDown(name, [&] { ++calls; });
+
+        setShortcut(after, name);
+        QVERIFY(!backend()->press(before)); // released
+        QVERIFY(backend()->press(after));
+        QCOMPARE(calls, 1);
+
+        // The store is read at the press: a value written behind the
+        // registry's back stops the old grab from reaching the handler.
+        const Shortcut elsewhere = freshShortcut();
+        DefaultsStore::standard().setText(name.storeKey(), QString::fromUtf8(elsewhere.toJson()));
+        QVERIFY(backend()->press(after));
+        QCOMPARE(calls, 1);
+    }
+
+    void goneContextSkipsItsHandler()
+    {
+        const Shortcut shortcut = freshShortcut();
+        const Name name = freshName(shortcut);
+        int owned = 0;
+        int free = 0;
+        auto context = std::make_unique<QObject>();
+        onKeyDown(
+            name, [&] { ++owned; }, context.get());
+        onKeyDown(name, [&] { ++free; });
+        QVERIFY(backend()->press(shortcut));
+        context.reset();
+        QVERIFY(backend()->press(shortcut));
+        QCOMPARE(owned, 1);
+        QCOMPARE(free, 2);
+    }
+
+    void refusedRegistrationIsPrintedAndKeepsTheStoredValue()
+    {
+        const Name name = freshName();
+        const Shortcut taken(40, KeyTable::controlKey | KeyTable::optionKey); // Ctrl+Alt+K
+        backend()->refused.insert(taken);
+        QSignalSpy spy(notifier(), &Notifier::shortcutByNameDidChange);
+
+        const QString printed = TestSupport::captureStdout([&] { setShortcut(taken, name); });
+        QCOMPARE(printed, QStringLiteral("Error registering hotkey Ctrl+Alt+K: BadAccess\n"));
+        QCOMPARE(getShortcut(name), std::optional<Shortcut>(taken));
+        QCOMPARE(spy.size(), 1);
+        QCOMPARE(backend()->idOf(taken), 0);
+
+        // Once the other client lets go, the next handler takes the key.
+        backend()->refused.clear();
+        int calls = 0;
+        const QString quiet =
+            TestSupport::captureStdout([&] { onKeyDown(name, [&] { ++calls; }); });
+        QCOMPARE(quiet, QString());
+        QVERIFY(backend()->press(taken));
+        QCOMPARE(calls, 1);
+    }
+
+    void disablingReleasesEveryGrabAndEnablingTakesThemBack()
+    {
+        const Shortcut shortcut = freshShortcut();
+        const Name name = freshName(shortcut);
+        int calls = 0;
+        onKeyDown(name, [&] { ++calls; });
+        const int id = backend()->idOf(shortcut);
+        QVERIFY(id != 0);
+
+        setEnabled(false);
+        QVERIFY(!isEnabled());
+        QVERIFY(backend()->grabs.isEmpty());
+        // A late press from the platform for a released key does nothing.
+        backend()->deliver(id, EventType::keyDown);
+        QCOMPARE(calls, 0);
+
+        setEnabled(true);
+        QCOMPARE(backend()->idOf(shortcut), id);
+        QVERIFY(backend()->press(shortcut));
+        QCOMPARE(calls, 1);
+
+        // Taken by another client while disabled: reported and dropped, and
+        // the next handler tries again.
+        setEnabled(false);
+        backend()->refused.insert(shortcut);
+        const QString printed = TestSupport::captureStdout([] { setEnabled(true); });
+        QCOMPARE(printed, QStringLiteral("Error registering hotkey %1: BadAccess\n")
+                              .arg(shortcutDescription(shortcut)));
+        QCOMPARE(backend()->idOf(shortcut), 0);
+        backend()->refused.clear();
+        onKeyDown(name, [] {});
+        QVERIFY(backend()->press(shortcut));
+        QCOMPARE(calls, 2);
+    }
+
+    void shortcutJsonRoundTrips_data()
+    {
+        QTest::addColumn<int>("keyCode");
+        QTest::addColumn<int>("modifiers");
+        QTest::newRow("default") << 44 << 4352;
+        QTest::newRow("no modifiers") << 0 << 0;
+        QTest::newRow("negative values") << -1 << -4096;
+        QTest::newRow("function bit") << 122 << 0x20000;
+    }
+
+    void shortcutJsonRoundTrips()
+    {
+        QFETCH(int, keyCode);
+        QFETCH(int, modifiers);
+        const Shortcut shortcut(keyCode, modifiers);
+        QCOMPARE(Shortcut::fromJson(shortcut.toJson()), std::optional<Shortcut>(shortcut));
+    }
+
+    void modifiersFromTheKeyboardDropUnknownBits()
+    {
+        const Shortcut shortcut(Key{44},
+                                Qt::ControlModifier | Qt::MetaModifier | Qt::KeypadModifier);
+        QCOMPARE(shortcut, Shortcut(44, 4352));
+        QCOMPARE(shortcut.modifiers(), Qt::ControlModifier | Qt::MetaModifier);
+        const Shortcut all(Key{0}, Qt::ControlModifier | Qt::AltModifier | Qt::ShiftModifier |
+                                       Qt::MetaModifier);
+        QCOMPARE(all.carbonModifiers, 0x1000 | 0x800 | 0x200 | 0x100);
+    }
+};
+
+QTEST_GUILESS_MAIN(GlobalShortcutsTest)
+#include "tst_globalshortcuts.moc"

@@ -126,15 +126,9 @@ int main(int argc, char **argv)
                 QGuiApplication::clipboard()->setText(QStringLiteral("user"));
             },
             [] { return captures(QStringLiteral("alpha")); });
-    measure("Copy menu item alone (mousepad)",
-            [&] {
-                DesktopApps::activate(mousepad.window);
-                DesktopApps::keys(selectWord);
-            },
-            [] {
-                const auto future = SelectionCapture::getSelectedTextByMenuBarActionCopy();
-                return await(future) && future.result() == std::optional<QString>(QStringLiteral("alpha"));
-            });
+    // Before the menu item: a GTK 3 text view pressed through its Copy menu
+    // item loses its focused state on the accessibility bus until the
+    // window loses and regains the focus.
     AccessibilityService geometry;
     measure("geometry, all four answers (mousepad)",
             [&] {
@@ -144,6 +138,15 @@ int main(int argc, char **argv)
             [&] {
                 const auto future = geometry.queryGeometry();
                 return await(future) && future.result().selectionBounds.has_value();
+            });
+    measure("Copy menu item alone (mousepad)",
+            [&] {
+                DesktopApps::activate(mousepad.window);
+                DesktopApps::keys(selectWord);
+            },
+            [] {
+                const auto future = SelectionCapture::getSelectedTextByMenuBarActionCopy();
+                return await(future) && future.result() == std::optional<QString>(QStringLiteral("alpha"));
             });
     TextManipulationService service;
     measure("replacement incl. 0.2 s wait (mousepad)",

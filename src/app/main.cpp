@@ -1,14 +1,36 @@
 #include "CommandLine.h"
+#include "DesktopStart.h"
 
+#include <QApplication>
 #include <QCoreApplication>
+#include <memory>
 
-int main(int argc, char *argv[])
+namespace {
+
+void describe()
 {
-    // The command line runs without a display server, so it gets a core
-    // application only.
-    QCoreApplication app(argc, argv);
     QCoreApplication::setApplicationName(QStringLiteral("vellumo"));
     QCoreApplication::setOrganizationDomain(QStringLiteral("vellumo.com"));
     QCoreApplication::setApplicationVersion(QStringLiteral(VELLUMO_VERSION));
-    return CommandLine::exec(app);
+}
+
+} // namespace
+
+int main(int argc, char *argv[])
+{
+    QStringList arguments;
+    for (int i = 1; i < argc; ++i) {
+        arguments << QString::fromLocal8Bit(argv[i]);
+    }
+    if (!arguments.isEmpty()) {
+        // The commands run without a display server, so they get a core
+        // application only.
+        QCoreApplication app(argc, argv);
+        describe();
+        return CommandLine::exec(app);
+    }
+    QApplication app(argc, argv);
+    describe();
+    QApplication::setApplicationDisplayName(QStringLiteral("Vellumo"));
+    return DesktopStart::exec(app);
 }

@@ -1,0 +1,29 @@
+#pragma once
+
+#include <QWidget>
+
+class ContentView;
+class VendorManager;
+
+// The popup window: one frameless Qt::Popup holding a ContentView. As a
+// popup it grabs the keyboard and pointer while shown, so the application
+// that owns the selection keeps its focus and selection; a click outside or
+// Escape closes it (without telling the popup manager, which learns of it
+// only at its next use).
+class CommandPopup : public QWidget {
+    Q_OBJECT
+
+public:
+    CommandPopup(const QString &text, VendorManager &vendorManager);
+
+    ContentView *contentView() const { return m_contentView; }
+
+    // Places the panel (not the shadow around it) at panelFrame and shows it.
+    void showAt(const QRect &panelFrame);
+
+    // The panel's size, without any shadow margin.
+    static constexpr QSize panelSize{360, 340};
+
+private:
+    ContentView *m_contentView;
+};

@@ -1,0 +1,169 @@
+#include "PopupManager.h"
+
+#include "CommandPopup.h"
+#include "Console.h"
+#include "ContentView.h"
+#include "GlobalShortcuts.h"
+#include "SelectionCapture.h"
+#include "VendorManager.h"
+
+#include <QCursor>
+#include <QGuiApplication>
+#include <QScreen>
+#include <QTimer>
+
+using Console::printLine;
+
+PopupManager &PopupManager::shared()
+{
+    static PopupManager *instance = new PopupManager();
+    return *instance;
+}
+
+PopupManager::PopupManager(QObject *parent) : QObject(parent) {}
+
+void PopupManager::setOpenSettings(std::function<void()> openSettings)
+{
+    m_openSettings = std::move(openSettings);
+}
+
+void PopupManager::setupGlobalShortcut()
+{
+    QPointer<PopupManager> self(this);
+    GlobalShortcuts::onKeyDown(
+        GlobalShortcuts::Name::showPopup(),
+        [self] {
+            if (self) {
+                self->handleShortcut();
+            }
+        },
+        this);
+}
+
+void PopupManager::handleShortcut()
+{
+    printLine(QStringLiteral("Hotkey pressed, getting selected text..."));
+    // The window that was active when the shortcut fired: the popup never
+    // takes the focus, so it is also the one to paste into.
+    const std::optional<X11Windows::WindowInfo> activeAtPress = X11Windows::activeWindow();
+    SelectionCapture::getSelectedText()
+        .then(this,
+              [this, activeAtPress](const std::optional<QString> &text) {
+                  if (!text) {
+                      printLine(QStringLiteral("No text selected"));
+                      return;
+                  }
+                  printLine(QStringLiteral("Got selected text: ") + *text);
+                  m_originalApp = activeAtPress;
+                  showPopup(*text);
+              })
+        .onFailed(this, [](const std::exception &error) {
+            printLine(QStringLiteral("Error getting selected text: ") +
+                      QString::fromUtf8(error.what()));
+        });
+}
+
+void PopupManager::showPopup(const QString &text)
+{
+    const std::optional<X11Windows::WindowInfo> original = m_originalApp;
+    if (m_popover) {
+        printLine(QStringLiteral("Closing existing popup before showing new one"));
+        closePopup();
+    }
+    m_originalApp = original;
+
+    printLine(QStringLiteral("Creating popup with text: ") + text);
+    auto *popup = new CommandPopup(text, VendorManager::shared());
+    QPointer<PopupManager> self(this);
+    ContentView *view = popup->contentView();
+    view->setOnTextReplace([self](const QString &answer) {
+        if (self) {
+            self->handleTextReplacement(answer);
+        }
+    });
+    view->setOnClose([self] {
+        if (self) {
+            self->closePopup();
+        }
+    });
+    view->setOpenSettings([self] {
+        if (self && self->m_openSettings) {
+            self->m_openSettings();
+        }
+    });
+
+    // The geometry comes from the accessibility thread; the popup shows as
+    // soon as it is known. Until then it is already the current popup, so a
+    // new press or a close in between finds it.
+    m_popover = popup;
+    QPointer<CommandPopup> guarded(popup);
+    m_accessibility.queryGeometry().then(this, [this, guarded](const SelectionGeometry &geometry) {
+        if (guarded && guarded == m_popover) {
+            place(guarded, geometry);
+            printLine(QStringLiteral("Popup created and shown"));
+            Q_EMIT popupShown();
+        }
+    });
+}
+
+void PopupManager::place(CommandPopup *popup, const SelectionGeometry &geometry)
+{
+    const PopupPlacement::FocusGeometry focus{geometry.selectionBounds, geometry.textInsertionPoint,
+                                              geometry.focusedElementFrame,
+                                              geometry.focusedWindowFrame};
+    const PopupPlacement::Anchor anchor = PopupPlacement::popupPosition(focus, QCursor::pos());
+    for (const QString &line : anchor.log) {
+        printLine(line);
+    }
+    QScreen *screen = QGuiApplication::screenAt(anchor.point.toPoint());
+    if (!screen) {
+        screen = QGuiApplication::primaryScreen();
+    }
+    const QRect area = screen ? screen->availableGeometry() : QRect(0, 0, 1920, 1080);
+    popup->showAt(PopupPlacement::popupFrame(anchor, CommandPopup::panelSize, area));
+}
+
+void PopupManager::closePopup()
+{
+    printLine(QStringLiteral("Closing popup"));
+    if (m_popover) {
+        m_popover->close();
+        m_popover->deleteLater();
+    }
+    m_popover = nullptr;
+    m_targetApp.reset();
+    m_originalApp.reset();
+}
+
+void PopupManager::handleTextReplacement(const QString &answer)
+{
+    printLine(QStringLiteral("Text replacement requested with: ") + answer);
+    if (!m_originalApp) {
+        printLine(QStringLiteral("No original app found!"));
+        return;
+    }
+    const X11Windows::WindowInfo original = *m_originalApp;
+    printLine(QStringLiteral("Activating original app: ") +
+              (original.name.isEmpty() ? QStringLiteral("Unknown") : original.name));
+    closePopup();
+
+    const std::optional<X11Windows::WindowInfo> active = X11Windows::activeWindow();
+    if (!active || active->windowId != original.windowId) {
+        X11Windows::activateWindow(original.windowId);
+    }
+
+    QPointer<PopupManager> self(this);
+    QTimer::singleShot(100, this, [self, answer] {
+        printLine(QStringLiteral("Starting text replacement..."));
+        if (!self) {
+            printLine(QStringLiteral("Text replacement done"));
+            return;
+        }
+        self->m_textService.replaceSelectedText(answer).then(self, [self] {
+            printLine(QStringLiteral("Text replacement done"));
+            if (self) {
+                Q_EMIT self->textReplaced();
+            }
+        });
+    });
+}

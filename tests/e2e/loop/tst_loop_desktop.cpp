@@ -337,7 +337,9 @@ private Q_SLOTS:
         QVERIFY(DesktopApps::keys({"ctrl+Home"}));
         const qsizetype mark = m_vellumo.mark();
         QVERIFY(DesktopApps::keys({"ctrl+super+slash"}));
-        QVERIFY2(m_vellumo.waitFor(QStringLiteral("No text selected"), mark),
+        // Every strategy is tried first, the Copy menu item's clipboard
+        // snapshot included, which can take seconds.
+        QVERIFY2(m_vellumo.waitFor(QStringLiteral("No text selected"), mark, 20000),
                  qPrintable(m_vellumo.output().mid(mark)));
         QTest::qWait(300);
         QVERIFY(!m_vellumo.output().mid(mark).contains(QStringLiteral("Creating popup")));

@@ -200,10 +200,10 @@ qint64 selectionOwnerProcessId(Selection selection)
     if (owner == None) {
         return 0;
     }
-    XResClientIdSpec spec{owner, XRES_CLIENT_ID_PID_MASK};
+    XResClientIdSpec wanted{owner, XRES_CLIENT_ID_PID_MASK};
     long count = 0;
     XResClientIdValue *values = nullptr;
-    if (XResQueryClientIds(d.get(), 1, &spec, &count, &values) != Success) {
+    if (XResQueryClientIds(d.get(), 1, &wanted, &count, &values) != Success) {
         return 0;
     }
     qint64 pid = 0;

@@ -3,6 +3,7 @@
 #include "AICommand.h"
 #include "APIError.h"
 #include "CommandStore.h"
+#include "Console.h"
 #include "KeychainService.h"
 #include "VendorManager.h"
 
@@ -46,9 +47,7 @@ void writeOut(const QString &text)
 
 void writeErr(const QString &line)
 {
-    const QByteArray bytes = line.toUtf8() + '\n';
-    std::fwrite(bytes.constData(), 1, size_t(bytes.size()), stderr);
-    std::fflush(stderr);
+    Console::printError(line);
 }
 
 int usage(const QString &problem)

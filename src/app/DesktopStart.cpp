@@ -11,7 +11,6 @@
 #include <QApplication>
 #include <QSocketNotifier>
 #include <csignal>
-#include <cstdio>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -50,13 +49,6 @@ void quitOnSignals(QApplication &app)
     sigaction(SIGTERM, &action, nullptr);
 }
 
-void printError(const QString &line)
-{
-    const QByteArray bytes = line.toUtf8() + '\n';
-    std::fwrite(bytes.constData(), 1, size_t(bytes.size()), stderr);
-    std::fflush(stderr);
-}
-
 bool anyKeyStored()
 {
     for (AIVendor vendor : AIVendors::allCases()) {
@@ -89,14 +81,14 @@ int exec(QApplication &app)
 
     // The first-start guide's steps, on the console.
     if (!isProcessTrusted(true)) {
-        printError(QStringLiteral(
+        Console::printError(QStringLiteral(
             "Vellumo needs the desktop's accessibility interface (AT-SPI) and the XTest "
             "extension of an X11 session, and could not turn them on. Install at-spi2-core, "
             "log in to an X11 session and start Vellumo again."));
         return 1;
     }
     if (!anyKeyStored()) {
-        printError(QStringLiteral(
+        Console::printError(QStringLiteral(
             "Vellumo is not set up yet: store the API key of your AI provider with\n"
             "  vellumo key set openai      (or anthropic, or gemini)\n"
             "which reads the key from standard input, then start Vellumo again."));

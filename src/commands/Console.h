@@ -7,5 +7,7 @@
 namespace Console {
 
 void printLine(const QString &line);
+// The same on standard error.
+void printError(const QString &line);
 
 } // namespace Console

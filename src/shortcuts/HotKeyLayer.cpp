@@ -1,9 +1,9 @@
 #include "HotKeyLayer.h"
 
+#include "Console.h"
 #include "HotKeyBackendX11.h"
 
 #include <algorithm>
-#include <cstdio>
 
 namespace GlobalShortcuts {
 
@@ -120,11 +120,8 @@ void HotKeyLayer::handle(int hotKeyId, EventType type)
 
 void HotKeyLayer::printRegistrationError(const Shortcut &shortcut, const QString &status)
 {
-    const QByteArray line = (QStringLiteral("Error registering hotkey ") +
-                             shortcutDescription(shortcut) + QStringLiteral(": ") + status + u'\n')
-                                .toUtf8();
-    std::fwrite(line.constData(), 1, size_t(line.size()), stdout);
-    std::fflush(stdout);
+    Console::printLine(QStringLiteral("Error registering hotkey ") + shortcutDescription(shortcut) +
+                       QStringLiteral(": ") + status);
 }
 
 } // namespace GlobalShortcuts

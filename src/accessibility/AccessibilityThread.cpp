@@ -1,20 +1,7 @@
 #include "AccessibilityThread.h"
 
-#include <QCoreApplication>
-#include <atspi/atspi.h>
-
 namespace {
 thread_local bool onAccessibilityThread = false;
-
-void initialiseAtspiHere()
-{
-    onAccessibilityThread = true;
-    // Qt gave this thread its own GLib context; libatspi must dispatch there.
-    GMainContext *context = g_main_context_get_thread_default();
-    atspi_init();
-    atspi_set_main_context(context);
-    atspi_set_timeout(AccessibilityThread::callTimeoutMs, AccessibilityThread::callTimeoutMs);
-}
 } // namespace
 
 AccessibilityThread &AccessibilityThread::instance()
@@ -30,7 +17,7 @@ AccessibilityThread::AccessibilityThread()
     m_worker->moveToThread(&m_thread);
     connect(&m_thread, &QThread::finished, m_worker, &QObject::deleteLater);
     m_thread.start();
-    QMetaObject::invokeMethod(m_worker, &initialiseAtspiHere, Qt::QueuedConnection);
+    QMetaObject::invokeMethod(m_worker, [] { onAccessibilityThread = true; }, Qt::QueuedConnection);
 }
 
 AccessibilityThread::~AccessibilityThread()

@@ -8,10 +8,10 @@
 #include <memory>
 #include <type_traits>
 
-// The one thread that owns all AT-SPI state. Every AT-SPI call of the process
+// The one thread that talks to other applications through AT-SPI. Every call
 // runs here, each bounded by callTimeoutMs, so that a hung target application
-// delays an answer but never freezes the main thread. Qt's main loop is also
-// GLib's: the thread's own GMainContext keeps libatspi's D-Bus connection off it.
+// delays an answer but never freezes the main thread. The thread owns its own
+// connection to the accessibility bus (AtspiBus); no other thread drives it.
 class AccessibilityThread : public QObject {
     Q_OBJECT
 public:

@@ -5,17 +5,20 @@
 #include <QList>
 #include <QRect>
 #include <QString>
+#include <QStringList>
 #include <functional>
-#include <memory>
 
-// An element of another application's accessibility tree. Elements may only be
-// created, read and dropped on the accessibility thread (AccessibilityThread);
-// every read is one bounded call into the target application.
+// An element of another application's accessibility tree: one object of the
+// AT-SPI bus, named by the bus name of its application and its object path.
+// An element is a plain value that any thread may copy; its reads are
+// synchronous calls into the target application and run on the
+// accessibility thread only (AccessibilityThread), each bounded by
+// AccessibilityThread::callTimeoutMs.
 //
-// Typed reads answer nothing for an unsupported interface or a missing value
-// and fail with an AXError otherwise: an object that went away is
-// InvalidUIElement, a missing interface AttributeUnsupported, an unreachable
-// accessibility bus APIDisabled, a call that timed out CannotComplete.
+// Typed reads answer nothing for a missing value and fail with an AXError
+// otherwise: an object or application that went away is InvalidUIElement, a
+// missing interface AttributeUnsupported, an unreachable accessibility bus
+// APIDisabled, a call that ran into its time-out CannotComplete.
 class UIElement {
 public:
     enum class Role { Unknown, Application, Window, MenuBar, Menu, MenuItem, Text, Other };
@@ -28,58 +31,98 @@ public:
         Sensitive = 1u << 4,
         Editable = 1u << 5,
         Visible = 1u << 6,
+        Focusable = 1u << 7,
+        MultiLine = 1u << 8,
     };
 
+    enum class Interface : unsigned {
+        Text = 1u << 0,
+        EditableText = 1u << 1,
+        Component = 1u << 2,
+        Action = 1u << 3,
+        Collection = 1u << 4,
+        Hypertext = 1u << 5,
+    };
+
+    // Where coordinates are counted from. Some toolkits answer window-relative
+    // values whatever they are asked for; callers compare both.
+    enum class Coordinates { Screen = 0, Window = 1 };
+
+    // Offsets count characters (Unicode code points), not UTF-16 units.
     struct TextRange {
         int start = 0;
         int end = 0;
+        int length() const { return end - start; }
+        bool isEmpty() const { return end <= start; }
+        friend bool operator==(const TextRange &, const TextRange &) = default;
     };
 
     UIElement() = default;
-    // Takes its own reference to a platform object (an AtspiAccessible).
-    static UIElement fromPlatform(void *accessible);
+    UIElement(QString service, QString path) : m_service(std::move(service)), m_path(std::move(path))
+    {
+    }
 
-    bool isNull() const { return !m_ref; }
-    void *platform() const { return m_ref.get(); }
-    friend bool operator==(const UIElement &a, const UIElement &b) { return a.m_ref == b.m_ref; }
+    bool isNull() const { return m_service.isEmpty() || m_path.isEmpty(); }
+    const QString &service() const { return m_service; }
+    const QString &path() const { return m_path; }
+    friend bool operator==(const UIElement &, const UIElement &) = default;
 
     AXResult<Role> role() const;
     AXResult<QString> name() const;
     AXResult<unsigned> states() const;
+    // From the bus daemon, so a hung application is not asked.
     AXResult<qint64> processId() const;
-    // The toolkit's identifier of the element (GtkBuildable ids, Qt object names
-    // where exposed); nothing when the toolkit gives none.
+    // The toolkit's identifier of the element (GtkBuildable ids, Qt object
+    // names where exposed); nothing when the toolkit gives none.
     AXResult<QString> identifier() const;
     AXResult<UIElement> parent() const;
+    AXResult<int> indexInParent() const;
+    AXResult<UIElement> childAt(int index) const;
     // At most maxChildren children, so a hostile tree cannot exhaust memory.
     AXResult<QList<UIElement>> children(int maxChildren = 1000) const;
+    // A set of Interface bits.
+    AXResult<unsigned> interfaces() const;
 
     // Text interface.
-    AXResult<QString> selectedText() const;
-    AXResult<TextRange> selectedTextRange() const;
-    AXResult<QRect> boundsForRange(TextRange range) const;
+    AXResult<int> characterCount() const;
     AXResult<int> caretOffset() const;
-    bool supportsEditableText() const;
+    AXResult<QString> text(TextRange range) const;
+    // Every selection the element reports, in its order (empty ones dropped).
+    AXResult<QList<TextRange>> selections() const;
+    AXResult<QRect> characterExtents(int offset, Coordinates coordinates) const;
 
-    // Component interface: the element's frame in screen device pixels.
-    AXResult<QRect> frame() const;
+    // Hypertext interface: the object that an embedded-object character
+    // (U+FFFC) at offset stands for.
+    AXResult<UIElement> embeddedObjectAt(int offset) const;
+
+    // Component interface: the element's frame in device pixels.
+    AXResult<QRect> frame(Coordinates coordinates = Coordinates::Screen) const;
 
     // Action interface.
     AXResult<QString> keyBinding(int actionIndex = 0) const;
     AXError performAction(int actionIndex = 0) const;
 
+    // Collection interface: up to maxCount descendants holding every state
+    // of states (State bits), in tree order.
+    AXResult<QList<UIElement>> descendantsWithStates(unsigned states, int maxCount) const;
+
     // Depth-first pre-order search, bounded by depth and node count because
-    // foreign trees may be deep or cyclic.
+    // foreign trees may be deep or cyclic. A predicate's read that timed out
+    // ends the search; the caller learns it through timedOut.
     UIElement findFirst(const std::function<bool(const UIElement &)> &predicate, int maxDepth = 12,
-                        int maxNodes = 4000) const;
+                        int maxNodes = 4000, bool *timedOut = nullptr) const;
 
 private:
-    std::shared_ptr<void> m_ref;
+    QString m_service;
+    QString m_path;
 };
 
 // The element of one running application, found by its process id.
 class Application : public UIElement {
 public:
+    Application() = default;
+    explicit Application(const UIElement &root) : UIElement(root) {}
+
     // Nothing when no accessible application has that process id (or it is ours).
     static AXResult<Application> fromProcessId(qint64 pid);
     // The application's frame that is active, else its first showing one.

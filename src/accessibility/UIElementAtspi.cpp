@@ -1,56 +1,110 @@
 #include "UIElement.h"
 
 #include "AccessibilityThread.h"
+#include "AtspiBus.h"
 #include "X11Windows.h"
 
 #include <QCoreApplication>
+#include <QDBusArgument>
 #include <QDBusConnection>
 #include <QDBusMessage>
 #include <QDBusVariant>
-#include <QElapsedTimer>
 #include <QQueue>
-#include <atspi/atspi.h>
+// The published AT-SPI enumerations only (roles, states, coordinate types);
+// nothing of libatspi itself is linked.
+#include <atspi/atspi-constants.h>
 
 namespace {
 
-AtspiAccessible *acc(const UIElement &e)
+constexpr int timeoutMs = AccessibilityThread::callTimeoutMs;
+
+const QString accessibleInterface = QStringLiteral("org.a11y.atspi.Accessible");
+const QString textInterface = QStringLiteral("org.a11y.atspi.Text");
+const QString componentInterface = QStringLiteral("org.a11y.atspi.Component");
+const QString actionInterface = QStringLiteral("org.a11y.atspi.Action");
+const QString collectionInterface = QStringLiteral("org.a11y.atspi.Collection");
+const QString hypertextInterface = QStringLiteral("org.a11y.atspi.Hypertext");
+const QString hyperlinkInterface = QStringLiteral("org.a11y.atspi.Hyperlink");
+
+AtspiBus::Reply invoke(const UIElement &e, const QString &interface, const char *method,
+                       const QVariantList &arguments = {}, int timeout = timeoutMs)
 {
-    return static_cast<AtspiAccessible *>(e.platform());
+    if (e.isNull()) {
+        return {AXError::InvalidUIElement, {}};
+    }
+    return AtspiBus::call(e.service(), e.path(), interface, QString::fromLatin1(method), arguments,
+                          timeout);
 }
 
-// D-Bus errors reach us as libatspi GErrors carrying the bus's message.
-AXError toAXError(GError *error)
+AtspiBus::Reply read(const UIElement &e, const QString &interface, const char *name)
 {
-    if (!error) {
-        return AXError::Success;
+    if (e.isNull()) {
+        return {AXError::InvalidUIElement, {}};
     }
-    const QString text = QString::fromUtf8(error->message).toLower();
-    g_error_free(error);
-    if (text.contains(u"did not receive a reply") || text.contains(u"timeout") ||
-        text.contains(u"timed out") || text.contains(u"noreply")) {
-        return AXError::CannotComplete;
-    }
-    if (text.contains(u"no longer exists") || text.contains(u"not provided by any") ||
-        text.contains(u"unknown object") || text.contains(u"doesn't exist") ||
-        text.contains(u"does not exist") || text.contains(u"disconnected") ||
-        text.contains(u"no such") || text.contains(u"unknownobject") ||
-        text.contains(u"serviceunknown")) {
-        return AXError::InvalidUIElement;
-    }
-    if (text.contains(u"not connected") || text.contains(u"bus")) {
-        return AXError::APIDisabled;
-    }
-    return AXError::Failure;
+    return AtspiBus::property(e.service(), e.path(), interface, QString::fromLatin1(name),
+                              timeoutMs);
 }
 
-template <typename Iface> using IfacePtr = std::unique_ptr<Iface, decltype(&g_object_unref)>;
-
-template <typename Iface> IfacePtr<Iface> iface(Iface *raw)
+template <typename T> AXResult<T> failureOf(const AtspiBus::Reply &reply)
 {
-    return IfacePtr<Iface>(raw, &g_object_unref);
+    return AXResult<T>::failure(reply.error);
 }
 
-UIElement::Role mapRole(AtspiRole role)
+AXResult<int> intAnswer(const AtspiBus::Reply &reply)
+{
+    if (reply.failed()) {
+        return failureOf<int>(reply);
+    }
+    if (reply.arguments.isEmpty()) {
+        return AXResult<int>::none();
+    }
+    return AXResult<int>::of(reply.arguments.constFirst().toInt());
+}
+
+UIElement elementOf(const QString &service, const QString &path)
+{
+    if (service.isEmpty() || path.isEmpty() || path == QLatin1String(AtspiBus::nullPath)) {
+        return {};
+    }
+    return UIElement(service, path);
+}
+
+AXResult<UIElement> elementAnswer(const AtspiBus::Reply &reply)
+{
+    if (reply.failed()) {
+        return failureOf<UIElement>(reply);
+    }
+    QString service;
+    QString path;
+    if (reply.arguments.isEmpty() ||
+        !AtspiBus::readObjectReference(reply.arguments.constFirst(), &service, &path)) {
+        return AXResult<UIElement>::none();
+    }
+    const UIElement e = elementOf(service, path);
+    return e.isNull() ? AXResult<UIElement>::none() : AXResult<UIElement>::of(e);
+}
+
+// Four integers, as one structure (Component) or as four answers (Text).
+AXResult<QRect> rectAnswer(const AtspiBus::Reply &reply)
+{
+    if (reply.failed()) {
+        return failureOf<QRect>(reply);
+    }
+    QList<int> v;
+    if (reply.arguments.size() == 1) {
+        v = AtspiBus::readIntStruct(reply.arguments.constFirst());
+    } else {
+        for (const QVariant &a : reply.arguments) {
+            v.append(a.toInt());
+        }
+    }
+    if (v.size() != 4) {
+        return AXResult<QRect>::none();
+    }
+    return AXResult<QRect>::of(QRect(v[0], v[1], v[2], v[3]));
+}
+
+UIElement::Role mapRole(uint role)
 {
     switch (role) {
     case ATSPI_ROLE_APPLICATION:
@@ -81,355 +135,313 @@ UIElement::Role mapRole(AtspiRole role)
     }
 }
 
-QString takeString(gchar *s)
+bool hasState(const QList<uint> &words, AtspiStateType state)
 {
-    QString out = QString::fromUtf8(s);
-    g_free(s);
-    return out;
+    const int index = int(state);
+    return index / 32 < words.size() && (words.at(index / 32) >> (index % 32)) & 1u;
 }
 
-// libatspi does not always report a call that ran into its time-out (some
-// answers come back empty without an error), so the clock decides.
-template <typename T> AXResult<T> guarded(const std::function<AXResult<T>()> &body)
+void addState(QList<int> &words, AtspiStateType state)
 {
-    QElapsedTimer clock;
-    clock.start();
-    AXResult<T> result = body();
-    if (!result.failed() && clock.elapsed() >= AccessibilityThread::callTimeoutMs - 5) {
-        return AXResult<T>::failure(AXError::CannotComplete);
-    }
-    return result;
+    words[int(state) / 32] |= int(1u << (int(state) % 32));
 }
+
+constexpr std::pair<AtspiStateType, UIElement::State> stateTable[] = {
+    {ATSPI_STATE_ACTIVE, UIElement::Active},       {ATSPI_STATE_FOCUSED, UIElement::Focused},
+    {ATSPI_STATE_SHOWING, UIElement::Showing},     {ATSPI_STATE_ENABLED, UIElement::Enabled},
+    {ATSPI_STATE_SENSITIVE, UIElement::Sensitive}, {ATSPI_STATE_EDITABLE, UIElement::Editable},
+    {ATSPI_STATE_VISIBLE, UIElement::Visible},     {ATSPI_STATE_FOCUSABLE, UIElement::Focusable},
+    {ATSPI_STATE_MULTI_LINE, UIElement::MultiLine},
+};
+
+// The longest text read in one call; a longer selection is refused by the
+// caller rather than moved across the bus.
+constexpr int maxTextCharacters = 8 * 1024 * 1024;
 
 } // namespace
 
-UIElement UIElement::fromPlatform(void *accessible)
-{
-    UIElement e;
-    if (accessible) {
-        g_object_ref(accessible);
-        e.m_ref = std::shared_ptr<void>(accessible, [](void *p) { g_object_unref(p); });
-    }
-    return e;
-}
-
 AXResult<UIElement::Role> UIElement::role() const
 {
-    return guarded<UIElement::Role>([&]() -> AXResult<UIElement::Role> {
-        GError *error = nullptr;
-        const AtspiRole r = atspi_accessible_get_role(acc(*this), &error);
-        if (const AXError e = toAXError(error); e != AXError::Success) {
-            return AXResult<Role>::failure(e);
-        }
-        return AXResult<Role>::of(mapRole(r));
-    });
+    const auto reply = invoke(*this, accessibleInterface, "GetRole");
+    if (reply.failed()) {
+        return failureOf<Role>(reply);
+    }
+    if (reply.arguments.isEmpty()) {
+        return AXResult<Role>::none();
+    }
+    return AXResult<Role>::of(mapRole(reply.arguments.constFirst().toUInt()));
 }
 
 AXResult<QString> UIElement::name() const
 {
-    return guarded<QString>([&]() -> AXResult<QString> {
-        GError *error = nullptr;
-        gchar *n = atspi_accessible_get_name(acc(*this), &error);
-        if (const AXError e = toAXError(error); e != AXError::Success) {
-            g_free(n);
-            return AXResult<QString>::failure(e);
-        }
-        if (!n) {
-            return AXResult<QString>::none();
-        }
-        return AXResult<QString>::of(takeString(n));
-    });
+    const auto reply = read(*this, accessibleInterface, "Name");
+    if (reply.failed()) {
+        return failureOf<QString>(reply);
+    }
+    if (reply.arguments.isEmpty()) {
+        return AXResult<QString>::none();
+    }
+    return AXResult<QString>::of(reply.arguments.constFirst().toString());
 }
 
 AXResult<unsigned> UIElement::states() const
 {
-    return guarded<unsigned>([&]() -> AXResult<unsigned> {
-        AtspiStateSet *set = atspi_accessible_get_state_set(acc(*this));
-        if (!set) {
-            return AXResult<unsigned>::failure(AXError::Failure);
+    const auto reply = invoke(*this, accessibleInterface, "GetState");
+    if (reply.failed()) {
+        return failureOf<unsigned>(reply);
+    }
+    const QList<uint> words =
+        reply.arguments.isEmpty() ? QList<uint>{} : AtspiBus::readUIntArray(reply.arguments[0]);
+    if (hasState(words, ATSPI_STATE_DEFUNCT)) {
+        return AXResult<unsigned>::failure(AXError::InvalidUIElement);
+    }
+    unsigned bits = 0;
+    for (const auto &[state, bit] : stateTable) {
+        if (hasState(words, state)) {
+            bits |= bit;
         }
-        static constexpr std::pair<AtspiStateType, State> table[] = {
-            {ATSPI_STATE_ACTIVE, Active},       {ATSPI_STATE_FOCUSED, Focused},
-            {ATSPI_STATE_SHOWING, Showing},     {ATSPI_STATE_ENABLED, Enabled},
-            {ATSPI_STATE_SENSITIVE, Sensitive}, {ATSPI_STATE_EDITABLE, Editable},
-            {ATSPI_STATE_VISIBLE, Visible},
-        };
-        const bool defunct = atspi_state_set_contains(set, ATSPI_STATE_DEFUNCT);
-        unsigned bits = 0;
-        for (const auto &[type, bit] : table) {
-            if (atspi_state_set_contains(set, type)) {
-                bits |= bit;
-            }
-        }
-        g_object_unref(set);
-        if (defunct) {
-            return AXResult<unsigned>::failure(AXError::InvalidUIElement);
-        }
-        return AXResult<unsigned>::of(bits);
-    });
+    }
+    return AXResult<unsigned>::of(bits);
 }
 
 AXResult<qint64> UIElement::processId() const
 {
-    return guarded<qint64>([&]() -> AXResult<qint64> {
-        GError *error = nullptr;
-        const guint pid = atspi_accessible_get_process_id(acc(*this), &error);
-        if (const AXError e = toAXError(error); e != AXError::Success) {
-            return AXResult<qint64>::failure(e);
-        }
-        return AXResult<qint64>::of(pid);
-    });
+    if (isNull()) {
+        return AXResult<qint64>::failure(AXError::InvalidUIElement);
+    }
+    return AtspiBus::processIdOf(service(), timeoutMs);
 }
 
 AXResult<QString> UIElement::identifier() const
 {
-    return guarded<QString>([&]() -> AXResult<QString> {
-        GError *error = nullptr;
-        gchar *id = atspi_accessible_get_accessible_id(acc(*this), &error);
-        if (const AXError e = toAXError(error); e != AXError::Success) {
-            g_free(id);
-            // Older toolkits do not know the property at all.
-            return e == AXError::Failure ? AXResult<QString>::none()
-                                         : AXResult<QString>::failure(e);
-        }
-        if (!id || !*id) {
-            g_free(id);
-            return AXResult<QString>::none();
-        }
-        return AXResult<QString>::of(takeString(id));
-    });
+    const auto reply = read(*this, accessibleInterface, "AccessibleId");
+    if (reply.failed()) {
+        // Older toolkits do not know the property at all.
+        return reply.error == AXError::AttributeUnsupported || reply.error == AXError::Failure
+                   ? AXResult<QString>::none()
+                   : failureOf<QString>(reply);
+    }
+    const QString id = reply.arguments.value(0).toString();
+    return id.isEmpty() ? AXResult<QString>::none() : AXResult<QString>::of(id);
 }
 
 AXResult<UIElement> UIElement::parent() const
 {
-    return guarded<UIElement>([&]() -> AXResult<UIElement> {
-        GError *error = nullptr;
-        AtspiAccessible *p = atspi_accessible_get_parent(acc(*this), &error);
-        if (const AXError e = toAXError(error); e != AXError::Success) {
-            return AXResult<UIElement>::failure(e);
-        }
-        if (!p) {
-            return AXResult<UIElement>::none();
-        }
-        UIElement parentElement = fromPlatform(p);
-        g_object_unref(p);
-        return AXResult<UIElement>::of(parentElement);
-    });
+    return elementAnswer(read(*this, accessibleInterface, "Parent"));
+}
+
+AXResult<int> UIElement::indexInParent() const
+{
+    return intAnswer(invoke(*this, accessibleInterface, "GetIndexInParent"));
+}
+
+AXResult<UIElement> UIElement::childAt(int index) const
+{
+    if (index < 0) {
+        return AXResult<UIElement>::none();
+    }
+    return elementAnswer(invoke(*this, accessibleInterface, "GetChildAtIndex", {index}));
 }
 
 AXResult<QList<UIElement>> UIElement::children(int maxChildren) const
 {
-    return guarded<QList<UIElement>>([&]() -> AXResult<QList<UIElement>> {
-        GError *error = nullptr;
-        const gint count = atspi_accessible_get_child_count(acc(*this), &error);
-        if (const AXError e = toAXError(error); e != AXError::Success) {
-            return AXResult<QList<UIElement>>::failure(e);
-        }
-        QList<UIElement> list;
-        for (gint i = 0; i < std::min<gint>(count, maxChildren); ++i) {
-            AtspiAccessible *child = atspi_accessible_get_child_at_index(acc(*this), i, &error);
-            if (const AXError e = toAXError(error); e != AXError::Success) {
-                if (e == AXError::CannotComplete) {
-                    return AXResult<QList<UIElement>>::failure(e);
-                }
-                continue; // a child that vanished meanwhile is skipped
+    const auto reply = invoke(*this, accessibleInterface, "GetChildren");
+    if (reply.failed()) {
+        return failureOf<QList<UIElement>>(reply);
+    }
+    QList<UIElement> list;
+    if (!reply.arguments.isEmpty()) {
+        for (const auto &[service, path] :
+             AtspiBus::readObjectReferences(reply.arguments.constFirst())) {
+            if (list.size() >= maxChildren) {
+                break;
             }
-            if (child) {
-                list.append(fromPlatform(child));
-                g_object_unref(child);
+            if (const UIElement child = elementOf(service, path); !child.isNull()) {
+                list.append(child);
             }
         }
-        return AXResult<QList<UIElement>>::of(list);
-    });
+    }
+    return AXResult<QList<UIElement>>::of(list);
 }
 
-AXResult<QString> UIElement::selectedText() const
+AXResult<unsigned> UIElement::interfaces() const
 {
-    return guarded<QString>([&]() -> AXResult<QString> {
-        auto text = iface(atspi_accessible_get_text_iface(acc(*this)));
-        if (!text) {
-            return AXResult<QString>::failure(AXError::AttributeUnsupported);
+    const auto reply = invoke(*this, accessibleInterface, "GetInterfaces");
+    if (reply.failed()) {
+        return failureOf<unsigned>(reply);
+    }
+    static const std::pair<const QString *, Interface> table[] = {
+        {&textInterface, Interface::Text},
+        {&componentInterface, Interface::Component},
+        {&actionInterface, Interface::Action},
+        {&collectionInterface, Interface::Collection},
+        {&hypertextInterface, Interface::Hypertext},
+    };
+    const QStringList names = reply.arguments.value(0).toStringList();
+    unsigned bits = 0;
+    for (const auto &[name, bit] : table) {
+        if (names.contains(*name)) {
+            bits |= unsigned(bit);
         }
-        GError *error = nullptr;
-        const gint n = atspi_text_get_n_selections(text.get(), &error);
-        if (const AXError e = toAXError(error); e != AXError::Success) {
-            return AXResult<QString>::failure(e);
-        }
-        if (n <= 0) {
-            return AXResult<QString>::of(QString());
-        }
-        AtspiRange *range = atspi_text_get_selection(text.get(), 0, &error);
-        if (const AXError e = toAXError(error); e != AXError::Success) {
-            g_free(range);
-            return AXResult<QString>::failure(e);
-        }
-        const int start = range ? range->start_offset : 0;
-        const int end = range ? range->end_offset : 0;
-        g_free(range);
-        if (end <= start) {
-            return AXResult<QString>::of(QString());
-        }
-        gchar *s = atspi_text_get_text(text.get(), start, end, &error);
-        if (const AXError e = toAXError(error); e != AXError::Success) {
-            g_free(s);
-            return AXResult<QString>::failure(e);
-        }
-        return AXResult<QString>::of(takeString(s));
-    });
+    }
+    if (names.contains(QStringLiteral("org.a11y.atspi.EditableText"))) {
+        bits |= unsigned(Interface::EditableText);
+    }
+    return AXResult<unsigned>::of(bits);
 }
 
-AXResult<UIElement::TextRange> UIElement::selectedTextRange() const
+AXResult<int> UIElement::characterCount() const
 {
-    return guarded<UIElement::TextRange>([&]() -> AXResult<UIElement::TextRange> {
-        auto text = iface(atspi_accessible_get_text_iface(acc(*this)));
-        if (!text) {
-            return AXResult<TextRange>::failure(AXError::AttributeUnsupported);
-        }
-        GError *error = nullptr;
-        const gint n = atspi_text_get_n_selections(text.get(), &error);
-        if (const AXError e = toAXError(error); e != AXError::Success) {
-            return AXResult<TextRange>::failure(e);
-        }
-        if (n <= 0) {
-            const gint caret = atspi_text_get_caret_offset(text.get(), &error);
-            if (const AXError e = toAXError(error); e != AXError::Success) {
-                return AXResult<TextRange>::failure(e);
-            }
-            return AXResult<TextRange>::of({caret, caret});
-        }
-        AtspiRange *range = atspi_text_get_selection(text.get(), 0, &error);
-        if (const AXError e = toAXError(error); e != AXError::Success) {
-            g_free(range);
-            return AXResult<TextRange>::failure(e);
-        }
-        const TextRange r{range->start_offset, range->end_offset};
-        g_free(range);
-        return AXResult<TextRange>::of(r);
-    });
-}
-
-AXResult<QRect> UIElement::boundsForRange(TextRange range) const
-{
-    return guarded<QRect>([&]() -> AXResult<QRect> {
-        auto text = iface(atspi_accessible_get_text_iface(acc(*this)));
-        if (!text) {
-            return AXResult<QRect>::failure(AXError::ParameterizedAttributeUnsupported);
-        }
-        GError *error = nullptr;
-        AtspiRect *r = atspi_text_get_range_extents(text.get(), range.start, range.end,
-                                                    ATSPI_COORD_TYPE_SCREEN, &error);
-        if (const AXError e = toAXError(error); e != AXError::Success) {
-            g_free(r);
-            return AXResult<QRect>::failure(e);
-        }
-        if (!r) {
-            return AXResult<QRect>::none();
-        }
-        const QRect rect(r->x, r->y, r->width, r->height);
-        g_free(r);
-        return AXResult<QRect>::of(rect);
-    });
+    return intAnswer(read(*this, textInterface, "CharacterCount"));
 }
 
 AXResult<int> UIElement::caretOffset() const
 {
-    return guarded<int>([&]() -> AXResult<int> {
-        auto text = iface(atspi_accessible_get_text_iface(acc(*this)));
-        if (!text) {
-            return AXResult<int>::failure(AXError::AttributeUnsupported);
-        }
-        GError *error = nullptr;
-        const gint caret = atspi_text_get_caret_offset(text.get(), &error);
-        if (const AXError e = toAXError(error); e != AXError::Success) {
-            return AXResult<int>::failure(e);
-        }
-        return AXResult<int>::of(caret);
-    });
+    return intAnswer(read(*this, textInterface, "CaretOffset"));
 }
 
-bool UIElement::supportsEditableText() const
+AXResult<QString> UIElement::text(TextRange range) const
 {
-    auto editable = iface(atspi_accessible_get_editable_text_iface(acc(*this)));
-    return editable != nullptr;
+    if (range.isEmpty()) {
+        return AXResult<QString>::of(QString());
+    }
+    if (range.length() > maxTextCharacters) {
+        return AXResult<QString>::failure(AXError::IllegalArgument);
+    }
+    // Moving a long text takes the target and the bus longer than one
+    // ordinary call: about a millisecond for every 2,000 characters.
+    const int timeout = timeoutMs + range.length() / 2000;
+    const auto reply = invoke(*this, textInterface, "GetText", {range.start, range.end}, timeout);
+    if (reply.failed()) {
+        return failureOf<QString>(reply);
+    }
+    if (reply.arguments.isEmpty()) {
+        return AXResult<QString>::none();
+    }
+    return AXResult<QString>::of(reply.arguments.constFirst().toString());
 }
 
-AXResult<QRect> UIElement::frame() const
+AXResult<QList<UIElement::TextRange>> UIElement::selections() const
 {
-    return guarded<QRect>([&]() -> AXResult<QRect> {
-        auto component = iface(atspi_accessible_get_component_iface(acc(*this)));
-        if (!component) {
-            return AXResult<QRect>::failure(AXError::AttributeUnsupported);
+    const auto count = intAnswer(invoke(*this, textInterface, "GetNSelections"));
+    if (count.failed()) {
+        return AXResult<QList<TextRange>>::failure(count.error);
+    }
+    QList<TextRange> list;
+    // A toolkit could claim any number; nobody selects more than a few ranges.
+    for (int i = 0; i < std::min(count.value.value_or(0), 64); ++i) {
+        const auto reply = invoke(*this, textInterface, "GetSelection", {i});
+        if (reply.failed()) {
+            return AXResult<QList<TextRange>>::failure(reply.error);
         }
-        GError *error = nullptr;
-        AtspiRect *r =
-            atspi_component_get_extents(component.get(), ATSPI_COORD_TYPE_SCREEN, &error);
-        if (const AXError e = toAXError(error); e != AXError::Success) {
-            g_free(r);
-            return AXResult<QRect>::failure(e);
+        if (reply.arguments.size() < 2) {
+            continue;
         }
-        if (!r) {
-            return AXResult<QRect>::none();
+        TextRange range{reply.arguments[0].toInt(), reply.arguments[1].toInt()};
+        if (range.start > range.end) {
+            std::swap(range.start, range.end);
         }
-        const QRect rect(r->x, r->y, r->width, r->height);
-        g_free(r);
-        return AXResult<QRect>::of(rect);
-    });
+        if (!range.isEmpty() && range.start >= 0) {
+            list.append(range);
+        }
+    }
+    return AXResult<QList<TextRange>>::of(list);
+}
+
+AXResult<QRect> UIElement::characterExtents(int offset, Coordinates coordinates) const
+{
+    return rectAnswer(invoke(*this, textInterface, "GetCharacterExtents",
+                             {offset, uint(coordinates)}));
+}
+
+AXResult<UIElement> UIElement::embeddedObjectAt(int offset) const
+{
+    const auto index = intAnswer(invoke(*this, hypertextInterface, "GetLinkIndex", {offset}));
+    if (index.failed() || !index.value || *index.value < 0) {
+        return index.failed() ? AXResult<UIElement>::failure(index.error)
+                              : AXResult<UIElement>::none();
+    }
+    const auto link = elementAnswer(invoke(*this, hypertextInterface, "GetLink", {*index.value}));
+    if (link.failed() || !link.value) {
+        return link;
+    }
+    return elementAnswer(invoke(*link.value, hyperlinkInterface, "GetObject", {0}));
+}
+
+AXResult<QRect> UIElement::frame(Coordinates coordinates) const
+{
+    return rectAnswer(invoke(*this, componentInterface, "GetExtents", {uint(coordinates)}));
 }
 
 AXResult<QString> UIElement::keyBinding(int actionIndex) const
 {
-    return guarded<QString>([&]() -> AXResult<QString> {
-        auto action = iface(atspi_accessible_get_action_iface(acc(*this)));
-        if (!action) {
-            return AXResult<QString>::none();
-        }
-        GError *error = nullptr;
-        const gint n = atspi_action_get_n_actions(action.get(), &error);
-        if (const AXError e = toAXError(error); e != AXError::Success) {
-            return AXResult<QString>::failure(e);
-        }
-        if (actionIndex >= n) {
-            return AXResult<QString>::none();
-        }
-        gchar *binding = atspi_action_get_key_binding(action.get(), actionIndex, &error);
-        if (const AXError e = toAXError(error); e != AXError::Success) {
-            g_free(binding);
-            return AXResult<QString>::failure(e);
-        }
-        if (!binding || !*binding) {
-            g_free(binding);
-            return AXResult<QString>::none();
-        }
-        return AXResult<QString>::of(takeString(binding));
-    });
+    const auto reply = invoke(*this, actionInterface, "GetKeyBinding", {actionIndex});
+    if (reply.failed()) {
+        return reply.error == AXError::AttributeUnsupported || reply.error == AXError::Failure
+                   ? AXResult<QString>::none()
+                   : failureOf<QString>(reply);
+    }
+    const QString binding = reply.arguments.value(0).toString();
+    return binding.isEmpty() ? AXResult<QString>::none() : AXResult<QString>::of(binding);
 }
 
 AXError UIElement::performAction(int actionIndex) const
 {
-    auto action = iface(atspi_accessible_get_action_iface(acc(*this)));
-    if (!action) {
-        return AXError::ActionUnsupported;
+    const auto reply = invoke(*this, actionInterface, "DoAction", {actionIndex});
+    if (reply.failed()) {
+        return reply.error == AXError::AttributeUnsupported ? AXError::ActionUnsupported
+                                                            : reply.error;
     }
-    GError *error = nullptr;
-    QElapsedTimer clock;
-    clock.start();
-    const gboolean done = atspi_action_do_action(action.get(), actionIndex, &error);
-    if (!error && clock.elapsed() >= AccessibilityThread::callTimeoutMs - 5) {
-        return AXError::CannotComplete;
+    return reply.arguments.value(0).toBool() ? AXError::Success : AXError::CannotComplete;
+}
+
+AXResult<QList<UIElement>> UIElement::descendantsWithStates(unsigned states, int maxCount) const
+{
+    QList<int> stateWords{0, 0};
+    for (const auto &[state, bit] : stateTable) {
+        if (states & bit) {
+            addState(stateWords, state);
+        }
     }
-    if (const AXError e = toAXError(error); e != AXError::Success) {
-        return e;
+    // The match rule (aiia{ss}iaiiasib): states, attributes, roles and
+    // interfaces, each with how it must match, and whether to invert.
+    QDBusArgument rule;
+    rule.beginStructure();
+    rule << stateWords << int(ATSPI_Collection_MATCH_ALL);
+    rule.beginMap(QMetaType::fromType<QString>(), QMetaType::fromType<QString>());
+    rule.endMap();
+    rule << int(ATSPI_Collection_MATCH_ALL);
+    rule << QList<int>{0, 0, 0, 0} << int(ATSPI_Collection_MATCH_ALL);
+    rule << QStringList() << int(ATSPI_Collection_MATCH_ALL);
+    rule << false;
+    rule.endStructure();
+    const auto reply =
+        invoke(*this, collectionInterface, "GetMatches",
+               {QVariant::fromValue(rule), uint(ATSPI_Collection_SORT_ORDER_CANONICAL), maxCount,
+                true});
+    if (reply.failed()) {
+        return failureOf<QList<UIElement>>(reply);
     }
-    return done ? AXError::Success : AXError::CannotComplete;
+    QList<UIElement> found;
+    if (!reply.arguments.isEmpty()) {
+        for (const auto &[service, path] :
+             AtspiBus::readObjectReferences(reply.arguments.constFirst())) {
+            if (const UIElement e = elementOf(service, path); !e.isNull()) {
+                found.append(e);
+            }
+        }
+    }
+    return AXResult<QList<UIElement>>::of(found);
 }
 
 UIElement UIElement::findFirst(const std::function<bool(const UIElement &)> &predicate,
-                               int maxDepth, int maxNodes) const
+                               int maxDepth, int maxNodes, bool *timedOut) const
 {
     int visited = 0;
+    bool stalled = false;
     std::function<UIElement(const UIElement &, int)> visit = [&](const UIElement &node,
                                                                  int depth) -> UIElement {
-        if (++visited > maxNodes) {
+        if (++visited > maxNodes || stalled) {
             return {};
         }
         if (predicate(node)) {
@@ -439,20 +451,25 @@ UIElement UIElement::findFirst(const std::function<bool(const UIElement &)> &pre
             return {};
         }
         const auto kids = node.children();
-        if (kids.failed() || !kids.value) {
+        if (kids.failed()) {
+            stalled = kids.error == AXError::CannotComplete;
             return {};
         }
-        for (const UIElement &child : *kids.value) {
+        for (const UIElement &child : kids.value.value_or(QList<UIElement>{})) {
             if (UIElement found = visit(child, depth + 1); !found.isNull()) {
                 return found;
             }
-            if (visited > maxNodes) {
+            if (visited > maxNodes || stalled) {
                 break;
             }
         }
         return {};
     };
-    return visit(*this, 0);
+    UIElement found = visit(*this, 0);
+    if (timedOut) {
+        *timedOut = stalled;
+    }
+    return found;
 }
 
 AXResult<Application> Application::fromProcessId(qint64 pid)
@@ -460,24 +477,18 @@ AXResult<Application> Application::fromProcessId(qint64 pid)
     if (pid <= 0 || pid == QCoreApplication::applicationPid()) {
         return AXResult<Application>::none();
     }
-    AtspiAccessible *desktop = atspi_get_desktop(0);
-    if (!desktop) {
-        return AXResult<Application>::failure(AXError::APIDisabled);
-    }
-    const UIElement desk = UIElement::fromPlatform(desktop);
-    g_object_unref(desktop);
-    const auto apps = desk.children();
+    const UIElement desktop(QString::fromLatin1(AtspiBus::registryService),
+                            QString::fromLatin1(AtspiBus::rootPath));
+    const auto apps = desktop.children();
     if (apps.failed()) {
         return AXResult<Application>::failure(
             apps.error == AXError::CannotComplete ? AXError::CannotComplete : AXError::APIDisabled);
     }
-    // The process id comes from the bus daemon, so a hung application is not asked.
-    for (const UIElement &app : apps.value.value_or(QList<UIElement>{})) {
+    // The process ids come from the bus daemon, so a hung application is not asked.
+    for (const UIElement &app : *apps.value) {
         const auto appPid = app.processId();
         if (!appPid.failed() && appPid.value == pid) {
-            Application found;
-            static_cast<UIElement &>(found) = app;
-            return AXResult<Application>::of(found);
+            return AXResult<Application>::of(Application(app));
         }
     }
     return AXResult<Application>::none();
@@ -561,15 +572,15 @@ bool isProcessTrusted(bool prompt)
     const QString path = QStringLiteral("/org/a11y/bus");
     const QString props = QStringLiteral("org.freedesktop.DBus.Properties");
     const QString status = QStringLiteral("org.a11y.Status");
-    const int timeoutMs = 2 * AccessibilityThread::callTimeoutMs;
+    const int timeout = 2 * AccessibilityThread::callTimeoutMs;
     if (prompt) {
         auto set = QDBusMessage::createMethodCall(service, path, props, QStringLiteral("Set"));
         set << status << QStringLiteral("IsEnabled") << QVariant::fromValue(QDBusVariant(true));
-        bus.call(set, QDBus::Block, timeoutMs);
+        bus.call(set, QDBus::Block, timeout);
     }
     auto get = QDBusMessage::createMethodCall(service, path, props, QStringLiteral("Get"));
     get << status << QStringLiteral("IsEnabled");
-    const QDBusMessage reply = bus.call(get, QDBus::Block, timeoutMs);
+    const QDBusMessage reply = bus.call(get, QDBus::Block, timeout);
     if (reply.type() != QDBusMessage::ReplyMessage || reply.arguments().isEmpty()) {
         return false;
     }

@@ -3,11 +3,12 @@
 #include <QList>
 #include <QRect>
 #include <QString>
+#include <memory>
 #include <optional>
 
 // Small X11 queries shared by capture, replacement and the popup. Each call
 // opens its own short-lived connection, so any thread may use them; none of
-// them waits on another client except readSelectionText, which is bounded.
+// them waits on another client except SelectionReader, which is bounded.
 namespace X11Windows {
 
 struct WindowInfo {
@@ -22,8 +23,11 @@ std::optional<WindowInfo> activeWindow();
 std::optional<WindowInfo> windowInfo(quint64 windowId);
 // The managed top-level windows (_NET_CLIENT_LIST), in stacking-independent order.
 QList<WindowInfo> clientWindows();
-// The window's frame on the root window, in device pixels.
+// The window's frame on the root window, in device pixels, with the window
+// manager's decorations.
 std::optional<QRect> windowFrame(quint64 windowId);
+// Where the window's own (0, 0) lies on the root window.
+std::optional<QPoint> windowOrigin(quint64 windowId);
 
 // Asks the window manager to activate the window (_NET_ACTIVE_WINDOW with the
 // current server time, as a pager would).
@@ -34,14 +38,42 @@ enum class Selection { Primary, Clipboard };
 // The process that owns the selection. The owner is usually an unmapped helper
 // window, so the X-Resource extension is asked for its client's process id.
 qint64 selectionOwnerProcessId(Selection selection);
+// The process of the client that created a window (X-Resource), 0 if unknown.
+qint64 windowProcessId(quint64 windowId);
+// Whether the window still exists on the server.
+bool windowExists(quint64 windowId);
 
-struct SelectionText {
-    enum class Outcome { Ok, NoOwner, NoText, TimedOut } outcome = Outcome::NoOwner;
-    QString text;
+struct SelectionData {
+    enum class Outcome { Ok, NoOwner, Refused, TimedOut, TooLarge } outcome = Outcome::NoOwner;
+    QByteArray type; // the name of the data's type ("UTF8_STRING", "ATOM", ...)
+    int format = 8;  // 8, 16 or 32 bits per item; 32-bit items are kept as 4 bytes
+    QByteArray data;
 };
-// Converts the selection to UTF-8 text on a connection of its own, waiting at
-// most timeoutMs for the owner, so a stopped owner costs only the time-out.
-SelectionText readSelectionText(Selection selection, int timeoutMs);
+
+// Reads a selection on a connection of its own, so another client that does
+// not answer costs only the time-out and never the main thread. Large data
+// arrives in increments (INCR), which are followed. Any thread.
+class SelectionReader {
+public:
+    explicit SelectionReader(Selection selection);
+    ~SelectionReader();
+    SelectionReader(const SelectionReader &) = delete;
+    SelectionReader &operator=(const SelectionReader &) = delete;
+
+    bool hasOwner() const;
+    // The data of one target. timeoutMs bounds the wait for each answer of the
+    // owner (the first, and every increment); maxBytes the data kept.
+    SelectionData read(const QByteArray &target, int timeoutMs, qsizetype maxBytes);
+    // The owner's TARGETS, as names.
+    QList<QByteArray> targets(int timeoutMs);
+    // The selection as text (UTF8_STRING, else STRING); nothing when the owner
+    // offers no text. Trailing NULs some toolkits add are dropped.
+    SelectionData text(int timeoutMs, qsizetype maxBytes);
+
+private:
+    struct State;
+    std::unique_ptr<State> d;
+};
 
 bool hasXTest();
 

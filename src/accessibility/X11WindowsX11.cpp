@@ -6,6 +6,8 @@
 #include <X11/Xutil.h>
 #include <X11/extensions/XRes.h>
 #include <memory>
+#include <cstring>
+#include <mutex>
 #include <poll.h>
 
 namespace X11Windows {
@@ -16,9 +18,36 @@ struct DisplayCloser {
 };
 using DisplayPtr = std::unique_ptr<Display, DisplayCloser>;
 
+int ignoreErrors(Display *, XErrorEvent *)
+{
+    return 0;
+}
+
 DisplayPtr openDisplay()
 {
+    // Xlib's default handler ends the process on any error, and a window that
+    // vanished between two requests answers BadWindow: a failed request
+    // answers nothing here instead. (Qt's own connection does the same.)
+    static std::once_flag quiet;
+    std::call_once(quiet, [] { XSetErrorHandler(&ignoreErrors); });
     return DisplayPtr(XOpenDisplay(nullptr));
+}
+
+// The process of the client that created window (X-Resource), 0 if unknown.
+qint64 clientProcessId(Display *d, Window window)
+{
+    XResClientIdSpec wanted{window, XRES_CLIENT_ID_PID_MASK};
+    long count = 0;
+    XResClientIdValue *values = nullptr;
+    if (XResQueryClientIds(d, 1, &wanted, &count, &values) != Success) {
+        return 0;
+    }
+    qint64 pid = 0;
+    for (long i = 0; i < count && pid <= 0; ++i) {
+        pid = XResGetClientPid(&values[i]);
+    }
+    XResClientIdsDestroy(count, values);
+    return pid > 0 ? pid : 0;
 }
 
 Atom atom(Display *d, const char *name)
@@ -163,6 +192,22 @@ std::optional<QRect> windowFrame(quint64 windowId)
     return frame;
 }
 
+std::optional<QPoint> windowOrigin(quint64 windowId)
+{
+    DisplayPtr d = openDisplay();
+    if (!d) {
+        return std::nullopt;
+    }
+    int x = 0;
+    int y = 0;
+    Window child = None;
+    if (!XTranslateCoordinates(d.get(), Window(windowId), DefaultRootWindow(d.get()), 0, 0, &x, &y,
+                               &child)) {
+        return std::nullopt;
+    }
+    return QPoint(x, y);
+}
+
 bool activateWindow(quint64 windowId)
 {
     DisplayPtr d = openDisplay();
@@ -197,68 +242,240 @@ qint64 selectionOwnerProcessId(Selection selection)
     }
     const Atom sel = selection == Selection::Primary ? XA_PRIMARY : atom(d.get(), "CLIPBOARD");
     const Window owner = XGetSelectionOwner(d.get(), sel);
-    if (owner == None) {
-        return 0;
-    }
-    XResClientIdSpec wanted{owner, XRES_CLIENT_ID_PID_MASK};
-    long count = 0;
-    XResClientIdValue *values = nullptr;
-    if (XResQueryClientIds(d.get(), 1, &wanted, &count, &values) != Success) {
-        return 0;
-    }
-    qint64 pid = 0;
-    for (long i = 0; i < count && pid <= 0; ++i) {
-        pid = XResGetClientPid(&values[i]);
-    }
-    XResClientIdsDestroy(count, values);
-    return pid > 0 ? pid : 0;
+    return owner == None ? 0 : clientProcessId(d.get(), owner);
 }
 
-SelectionText readSelectionText(Selection selection, int timeoutMs)
+qint64 windowProcessId(quint64 windowId)
 {
-    SelectionText result;
     DisplayPtr d = openDisplay();
-    if (!d) {
-        return result;
-    }
-    Display *dpy = d.get();
-    const Atom sel = selection == Selection::Primary ? XA_PRIMARY : atom(dpy, "CLIPBOARD");
-    if (XGetSelectionOwner(dpy, sel) == None) {
-        return result;
-    }
-    const Atom utf8 = atom(dpy, "UTF8_STRING");
-    const Atom target = atom(dpy, "_VELLUMO_SELECTION");
-    const Window w = XCreateSimpleWindow(dpy, DefaultRootWindow(dpy), 0, 0, 1, 1, 0, 0, 0);
-    XConvertSelection(dpy, sel, utf8, target, w, CurrentTime);
-    XFlush(dpy);
+    return d && windowId != 0 ? clientProcessId(d.get(), Window(windowId)) : 0;
+}
 
+bool windowExists(quint64 windowId)
+{
+    DisplayPtr d = openDisplay();
+    if (!d || windowId == 0) {
+        return false;
+    }
+    XWindowAttributes attributes;
+    return XGetWindowAttributes(d.get(), Window(windowId), &attributes) != 0;
+}
+
+struct SelectionReader::State {
+    DisplayPtr display;
+    Atom selection = None;
+    Atom property = None;
+    Atom incr = None;
+    Window window = None;
+};
+
+SelectionReader::SelectionReader(Selection selection) : d(std::make_unique<State>())
+{
+    d->display = openDisplay();
+    Display *dpy = d->display.get();
+    if (!dpy) {
+        return;
+    }
+    d->selection = selection == Selection::Primary ? XA_PRIMARY : atom(dpy, "CLIPBOARD");
+    d->property = atom(dpy, "_VELLUMO_SELECTION");
+    d->incr = atom(dpy, "INCR");
+    d->window = XCreateSimpleWindow(dpy, DefaultRootWindow(dpy), 0, 0, 1, 1, 0, 0, 0);
+    XSelectInput(dpy, d->window, PropertyChangeMask);
+}
+
+SelectionReader::~SelectionReader()
+{
+    if (d->display && d->window != None) {
+        XDestroyWindow(d->display.get(), d->window);
+    }
+}
+
+bool SelectionReader::hasOwner() const
+{
+    return d->display && XGetSelectionOwner(d->display.get(), d->selection) != None;
+}
+
+namespace {
+
+// Waits for the first event that matches; false when timeoutMs passed.
+template <typename Match> bool waitForEvent(Display *dpy, int timeoutMs, XEvent *out, Match match)
+{
     QElapsedTimer clock;
     clock.start();
-    result.outcome = SelectionText::Outcome::TimedOut;
-    while (clock.elapsed() < timeoutMs) {
+    for (;;) {
         while (XPending(dpy)) {
-            XEvent event;
-            XNextEvent(dpy, &event);
-            if (event.type != SelectionNotify || event.xselection.requestor != w) {
-                continue;
+            XNextEvent(dpy, out);
+            if (match(*out)) {
+                return true;
             }
-            result.outcome = SelectionText::Outcome::NoText;
-            if (event.xselection.property == None) {
+        }
+        const int left = timeoutMs - int(clock.elapsed());
+        if (left <= 0) {
+            return false;
+        }
+        waitReadable(dpy, left);
+    }
+}
+
+// The whole property, deleted after reading; 32-bit items packed as 4 bytes.
+bool takeProperty(Display *dpy, Window w, Atom property, qsizetype maxBytes, Atom *type,
+                  int *format, QByteArray *out, bool *tooLarge)
+{
+    unsigned long count = 0;
+    unsigned long after = 0;
+    unsigned char *raw = nullptr;
+    const long longs = long(std::min<qsizetype>(maxBytes / 4 + 1, qsizetype(1) << 28));
+    if (XGetWindowProperty(dpy, w, property, 0, longs, True, AnyPropertyType, type, format, &count,
+                           &after, &raw) != Success) {
+        return false;
+    }
+    std::unique_ptr<unsigned char, decltype(&XFree)> data(raw, &XFree);
+    if (after > 0) {
+        *tooLarge = true;
+        XDeleteProperty(dpy, w, property);
+    }
+    if (!raw || count == 0) {
+        return true;
+    }
+    if (*format == 32) {
+        const auto *items = reinterpret_cast<const unsigned long *>(raw);
+        for (unsigned long i = 0; i < count; ++i) {
+            const quint32 item = quint32(items[i]);
+            out->append(reinterpret_cast<const char *>(&item), 4);
+        }
+    } else {
+        out->append(reinterpret_cast<const char *>(raw), qsizetype(count) * (*format / 8));
+    }
+    if (out->size() > maxBytes) {
+        *tooLarge = true;
+    }
+    return true;
+}
+
+QByteArray atomName(Display *dpy, Atom a)
+{
+    if (a == None) {
+        return {};
+    }
+    char *name = XGetAtomName(dpy, a);
+    QByteArray text(name ? name : "");
+    XFree(name);
+    return text;
+}
+
+} // namespace
+
+SelectionData SelectionReader::read(const QByteArray &target, int timeoutMs, qsizetype maxBytes)
+{
+    SelectionData result;
+    Display *dpy = d->display.get();
+    if (!dpy || XGetSelectionOwner(dpy, d->selection) == None) {
+        return result;
+    }
+    const Atom targetAtom = atom(dpy, target.constData());
+    XDeleteProperty(dpy, d->window, d->property);
+    XConvertSelection(dpy, d->selection, targetAtom, d->property, d->window, CurrentTime);
+    XFlush(dpy);
+
+    XEvent event;
+    const Window w = d->window;
+    if (!waitForEvent(dpy, timeoutMs, &event, [w](const XEvent &e) {
+            return e.type == SelectionNotify && e.xselection.requestor == w;
+        })) {
+        result.outcome = SelectionData::Outcome::TimedOut;
+        return result;
+    }
+    if (event.xselection.property == None) {
+        result.outcome = SelectionData::Outcome::Refused;
+        return result;
+    }
+    Atom type = None;
+    bool tooLarge = false;
+    if (!takeProperty(dpy, w, d->property, maxBytes, &type, &result.format, &result.data,
+                      &tooLarge)) {
+        result.outcome = SelectionData::Outcome::Refused;
+        return result;
+    }
+    if (type == d->incr) {
+        // Deleting the property (done by the read) asks for the first
+        // increment; an empty increment ends the transfer.
+        result.data.clear();
+        for (;;) {
+            const Atom property = d->property;
+            if (!waitForEvent(dpy, timeoutMs, &event, [w, property](const XEvent &e) {
+                    return e.type == PropertyNotify && e.xproperty.window == w &&
+                           e.xproperty.atom == property && e.xproperty.state == PropertyNewValue;
+                })) {
+                result.outcome = SelectionData::Outcome::TimedOut;
                 return result;
             }
-            // Selections over 4 MiB come in increments (INCR): not user text worth sending.
-            const Property p = readProperty(dpy, w, target, 1 << 20);
-            if (p.data && p.format == 8 && p.type != atom(dpy, "INCR")) {
-                const auto *bytes = reinterpret_cast<const char *>(p.data.get());
-                result.text = p.type == XA_STRING ? QString::fromLatin1(bytes, int(p.count))
-                                                  : QString::fromUtf8(bytes, int(p.count));
-                result.outcome = SelectionText::Outcome::Ok;
+            QByteArray chunk;
+            if (!takeProperty(dpy, w, d->property, maxBytes, &type, &result.format, &chunk,
+                              &tooLarge)) {
+                result.outcome = SelectionData::Outcome::Refused;
+                return result;
             }
-            return result;
+            if (chunk.isEmpty()) {
+                break;
+            }
+            result.data += chunk;
+            if (result.data.size() > maxBytes) {
+                tooLarge = true;
+            }
+            if (tooLarge) {
+                // Leave the transfer: the owner's own time-out ends it.
+                break;
+            }
         }
-        waitReadable(dpy, timeoutMs - int(clock.elapsed()));
     }
+    result.type = atomName(dpy, type);
+    if (tooLarge) {
+        result.outcome = SelectionData::Outcome::TooLarge;
+        result.data.clear();
+        return result;
+    }
+    result.outcome = SelectionData::Outcome::Ok;
     return result;
+}
+
+QList<QByteArray> SelectionReader::targets(int timeoutMs)
+{
+    QList<QByteArray> names;
+    const SelectionData answer = read("TARGETS", timeoutMs, 64 * 1024);
+    if (answer.outcome != SelectionData::Outcome::Ok || answer.format != 32) {
+        return names;
+    }
+    Display *dpy = d->display.get();
+    for (qsizetype i = 0; i + 4 <= answer.data.size(); i += 4) {
+        quint32 a = 0;
+        std::memcpy(&a, answer.data.constData() + i, 4);
+        const QByteArray name = atomName(dpy, a);
+        if (!name.isEmpty() && !names.contains(name)) {
+            names.append(name);
+        }
+    }
+    return names;
+}
+
+SelectionData SelectionReader::text(int timeoutMs, qsizetype maxBytes)
+{
+    SelectionData answer = read("UTF8_STRING", timeoutMs, maxBytes);
+    if (answer.outcome == SelectionData::Outcome::Refused) {
+        answer = read("STRING", timeoutMs, maxBytes);
+        if (answer.outcome == SelectionData::Outcome::Ok && answer.type == "STRING") {
+            answer.data = QString::fromLatin1(answer.data).toUtf8();
+        }
+    }
+    if (answer.outcome == SelectionData::Outcome::Ok) {
+        if (answer.format != 8) {
+            answer.outcome = SelectionData::Outcome::Refused;
+            answer.data.clear();
+        }
+        while (answer.data.endsWith('\0')) {
+            answer.data.chop(1);
+        }
+    }
+    return answer;
 }
 
 bool hasXTest()

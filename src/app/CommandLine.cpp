@@ -35,6 +35,9 @@ const char *const commandHelp =
     "  key delete PROVIDER         Removes the stored API key.\n"
     "\n"
     "PROVIDER is openai, anthropic or gemini.\n"
+    "\n"
+    "On the desktop, --verbose also prints the selected text and the answers, which\n"
+    "the desktop session may keep in its journal; without it they are never printed.\n"
     "Exit status: 0 on success, 1 when the command failed (the reason on standard error),\n"
     "2 for a usage error.";
 

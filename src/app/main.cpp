@@ -1,4 +1,5 @@
 #include "CommandLine.h"
+#include "Console.h"
 #include "DesktopStart.h"
 
 #include <QApplication>
@@ -22,13 +23,17 @@ int main(int argc, char *argv[])
     for (int i = 1; i < argc; ++i) {
         arguments << QString::fromLocal8Bit(argv[i]);
     }
-    if (!arguments.isEmpty()) {
+    // --verbose is the desktop's one option: the lines that carry the user's
+    // text and the answers are printed too.
+    const bool verbose = arguments == QStringList{QStringLiteral("--verbose")};
+    if (!arguments.isEmpty() && !verbose) {
         // The commands run without a display server, so they get a core
         // application only.
         QCoreApplication app(argc, argv);
         describe();
         return CommandLine::exec(app);
     }
+    Console::setVerbose(verbose);
     QApplication app(argc, argv);
     describe();
     QApplication::setApplicationDisplayName(QStringLiteral("Vellumo"));

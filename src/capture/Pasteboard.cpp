@@ -1,8 +1,88 @@
 #include "Pasteboard.h"
 
+#include "AccessibilityThread.h"
 #include "CaptureLog.h"
+#include "X11Windows.h"
 
+#include <QClipboard>
 #include <QGuiApplication>
+#include <QMimeData>
+#include <QSet>
+
+namespace {
+
+using X11Windows::SelectionData;
+
+// Targets that describe the transfer rather than the contents, or name
+// resources of the owner (windows, pixmaps) that mean nothing once it is gone.
+bool isProtocolTarget(const QByteArray &target)
+{
+    static const QSet<QByteArray> protocol{
+        "TARGETS",        "MULTIPLE", "TIMESTAMP",  "SAVE_TARGETS", "DELETE",
+        "INSERT_SELECTION", "INSERT_PROPERTY", "PIXMAP", "BITMAP", "DRAWABLE",
+        "COLORMAP",       "WINDOW",   "ATOM",       "INCR",         "CLIENT_WINDOW",
+        "HOST_NAME",      "USER",     "PROCESS",    "TASK",         "OWNER_OS",
+        "LENGTH",         "LIST_LENGTH", "NAME",    "CHARACTER_POSITION", "LINE_NUMBER",
+        "COLUMN_NUMBER",  "SPAN",     "FILE_NAME",  "CLASS",        "IP_ADDRESS",
+    };
+    return protocol.contains(target);
+}
+
+// The text targets, best first; a restore offers them all again as text/plain.
+const QList<QByteArray> &textTargets()
+{
+    static const QList<QByteArray> targets{"UTF8_STRING", "text/plain;charset=utf-8",
+                                           "text/plain", "STRING", "TEXT", "COMPOUND_TEXT"};
+    return targets;
+}
+
+// On the accessibility thread: every target with its data, or nothing when
+// the owner stopped answering.
+std::optional<Pasteboard::Snapshot> readSnapshot()
+{
+    X11Windows::SelectionReader reader(X11Windows::Selection::Clipboard);
+    Pasteboard::Snapshot snapshot;
+    if (!reader.hasOwner()) {
+        return snapshot;
+    }
+    const QList<QByteArray> targets = reader.targets(Pasteboard::answerTimeoutMs);
+    if (targets.isEmpty()) {
+        // An owner that answers nothing at all, not even its targets.
+        const SelectionData probe = reader.read("TARGETS", Pasteboard::answerTimeoutMs, 1024);
+        if (probe.outcome == SelectionData::Outcome::TimedOut) {
+            return std::nullopt;
+        }
+        return snapshot;
+    }
+    qsizetype total = 0;
+    bool haveText = false;
+    for (const QByteArray &target : targets) {
+        if (isProtocolTarget(target)) {
+            continue;
+        }
+        const bool isText = textTargets().contains(target);
+        if (isText && haveText) {
+            continue;
+        }
+        SelectionData data =
+            reader.read(target, Pasteboard::answerTimeoutMs, Pasteboard::maxSnapshotBytes - total);
+        if (data.outcome == SelectionData::Outcome::TimedOut) {
+            return std::nullopt;
+        }
+        if (data.outcome != SelectionData::Outcome::Ok || data.format != 8) {
+            continue; // refused, too large, or not bytes: not offered again
+        }
+        if (isText && target == "STRING") {
+            data.data = QString::fromLatin1(data.data).toUtf8();
+        }
+        total += data.data.size();
+        snapshot.append({isText ? QByteArray("text/plain") : target, data.data});
+        haveText = haveText || isText;
+    }
+    return snapshot;
+}
+
+} // namespace
 
 Pasteboard &Pasteboard::general()
 {
@@ -16,24 +96,28 @@ Pasteboard::Pasteboard() : QObject(QGuiApplication::instance())
     connect(m_clipboard, &QClipboard::dataChanged, this, [this] { ++m_changeCount; });
 }
 
-void Pasteboard::savePasteboardContents()
+QMimeData *Pasteboard::mimeDataFor(const Snapshot &snapshot)
 {
-    const QMimeData *current = m_clipboard->mimeData(QClipboard::Clipboard);
-    if (!current) {
-        return;
+    auto *data = new QMimeData;
+    for (const auto &[format, bytes] : snapshot) {
+        data->setData(QString::fromLatin1(format), bytes);
     }
-    const QStringList formats = current->formats();
-    if (formats.isEmpty()) {
-        return;
-    }
-    auto copy = std::make_unique<QMimeData>();
-    for (const QString &format : formats) {
-        const QByteArray data = current->data(format);
-        if (!data.isNull()) {
-            copy->setData(format, data);
-        }
-    }
-    m_snapshot = std::move(copy);
+    return data;
+}
+
+QFuture<bool> Pasteboard::savePasteboardContents()
+{
+    return AccessibilityThread::instance().run(&readSnapshot).then(
+        this, [this](const std::optional<Snapshot> &snapshot) {
+            if (!snapshot) {
+                qCCritical(lcCapture).noquote() << "The clipboard's owner did not answer";
+                return false;
+            }
+            if (!snapshot->isEmpty()) {
+                m_snapshot = *snapshot;
+            }
+            return true;
+        });
 }
 
 void Pasteboard::restorePasteboardContents()
@@ -41,21 +125,24 @@ void Pasteboard::restorePasteboardContents()
     if (!m_snapshot) {
         return;
     }
-    m_clipboard->setMimeData(m_snapshot.release(), QClipboard::Clipboard);
+    m_clipboard->setMimeData(mimeDataFor(*m_snapshot), QClipboard::Clipboard);
+    m_snapshot.reset();
 }
 
-std::optional<QString> Pasteboard::pasteboardString() const
+QFuture<std::optional<QString>> Pasteboard::pasteboardString() const
 {
-    const QMimeData *current = m_clipboard->mimeData(QClipboard::Clipboard);
-    const QStringList formats = current ? current->formats() : QStringList();
-    if (formats.contains(QStringLiteral("text/plain"))) {
-        return current->text();
-    }
-    QString printed = QStringLiteral("nil");
-    if (!formats.isEmpty()) {
-        printed =
-            QStringLiteral("[\"") + formats.join(QStringLiteral("\", \"")) + QStringLiteral("\"]");
-    }
-    qCInfo(lcCapture).noquote() << QStringLiteral("No string type data found: ") + printed;
-    return std::nullopt;
+    return AccessibilityThread::instance().run([]() -> std::optional<QString> {
+        X11Windows::SelectionReader reader(X11Windows::Selection::Clipboard);
+        const SelectionData text = reader.text(answerTimeoutMs, maxSnapshotBytes);
+        if (text.outcome != SelectionData::Outcome::Ok) {
+            QString printed = QStringLiteral("none");
+            if (reader.hasOwner()) {
+                const QList<QByteArray> targets = reader.targets(answerTimeoutMs);
+                printed = QStringLiteral("[") + QString::fromLatin1(targets.join(", ")) + u']';
+            }
+            qCInfo(lcCapture).noquote() << QStringLiteral("No string type data found: ") + printed;
+            return std::nullopt;
+        }
+        return QString::fromUtf8(text.data);
+    });
 }

@@ -1,13 +1,20 @@
 #pragma once
 
-#include <QClipboard>
-#include <QMimeData>
+#include <QByteArray>
+#include <QFuture>
+#include <QList>
 #include <QObject>
-#include <memory>
 #include <optional>
+#include <utility>
+
+class QClipboard;
+class QMimeData;
 
 // The user's clipboard (the X11 CLIPBOARD selection) as the capture sees it:
-// a change counter and one snapshot slot. Main thread only.
+// a change counter and one snapshot slot. The owner of the clipboard is
+// another application that may be slow or hung, so its contents are read on
+// the accessibility thread with bounded waits; the counter, the slot and the
+// restore live on the main thread.
 class Pasteboard : public QObject {
     Q_OBJECT
 public:
@@ -16,19 +23,31 @@ public:
     // Bumped on every change of the clipboard, by any client.
     quint64 changeCount() const { return m_changeCount; }
 
-    // Keeps a deep copy of every format; an empty clipboard keeps no snapshot
-    // (and leaves an earlier one in place).
-    void savePasteboardContents();
+    // Takes a deep copy of every format the clipboard offers. The future says
+    // whether the clipboard could be read: an empty clipboard can (and keeps
+    // no snapshot, leaving an earlier one in place); an owner that does not
+    // answer cannot, and nothing is kept.
+    QFuture<bool> savePasteboardContents();
     // Puts the snapshot back and empties the slot; without one, does nothing.
     void restorePasteboardContents();
-    bool hasSnapshot() const { return m_snapshot != nullptr; }
+    bool hasSnapshot() const { return m_snapshot.has_value(); }
 
-    // The plain text on the clipboard, or nothing when it holds no text type.
-    std::optional<QString> pasteboardString() const;
+    // The plain text on the clipboard, or nothing when it holds no text.
+    QFuture<std::optional<QString>> pasteboardString() const;
+
+    // One format of a snapshot: the X11 target's name and its data.
+    using Snapshot = QList<std::pair<QByteArray, QByteArray>>;
+    // The formats a restore offers again, in Qt's MIME names (text under
+    // "text/plain", other targets under their own names). Targets that only
+    // make sense to their owner (window ids, protocol targets) are dropped.
+    static QMimeData *mimeDataFor(const Snapshot &snapshot);
+
+    static constexpr int answerTimeoutMs = 300;
+    static constexpr qsizetype maxSnapshotBytes = 64 * 1024 * 1024;
 
 private:
     Pasteboard();
     QClipboard *m_clipboard = nullptr;
     quint64 m_changeCount = 0;
-    std::unique_ptr<QMimeData> m_snapshot;
+    std::optional<Snapshot> m_snapshot;
 };

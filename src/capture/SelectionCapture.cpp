@@ -10,7 +10,6 @@
 #include <QElapsedTimer>
 #include <QPromise>
 #include <QTimer>
-#include <QtConcurrent>
 #include <memory>
 
 namespace SelectionCapture {
@@ -18,6 +17,7 @@ namespace {
 
 const QString allFailed =
     QStringLiteral("All methods to get selected text have failed or returned empty text");
+constexpr QChar objectReplacement(0xFFFC);
 
 QObject *mainContext()
 {
@@ -31,6 +31,82 @@ template <typename T> QFuture<T> ready(T value)
     promise.addResult(std::move(value));
     promise.finish();
     return promise.future();
+}
+
+// The sources the chain may use. VELLUMO_CAPTURE_SOURCES (a comma-separated
+// subset of "accessibility,primary,copy-menu") narrows them, so tests can
+// drive one source alone in applications where an earlier one would answer.
+struct Sources {
+    bool accessibility = true;
+    bool primary = true;
+    bool copyMenu = true;
+
+    static Sources configured()
+    {
+        const QString wanted = qEnvironmentVariable("VELLUMO_CAPTURE_SOURCES");
+        if (wanted.isEmpty()) {
+            return {};
+        }
+        const QStringList names = wanted.split(u',', Qt::SkipEmptyParts);
+        return {names.contains(QStringLiteral("accessibility")),
+                names.contains(QStringLiteral("primary")),
+                names.contains(QStringLiteral("copy-menu"))};
+    }
+};
+
+// Whether the selection of element goes on in the neighbouring element on
+// the side where it touches the element's edge: word processors expose each
+// paragraph as an object of its own, each holding its share of the selection.
+AXResult<bool> continuesInNeighbour(const UIElement &element, UIElement::TextRange range)
+{
+    const auto count = element.characterCount();
+    if (count.failed()) {
+        return AXResult<bool>::failure(count.error);
+    }
+    const bool atStart = range.start == 0;
+    const bool atEnd = range.end >= count.value.value_or(0);
+    if (!atStart && !atEnd) {
+        return AXResult<bool>::of(false);
+    }
+    const auto parent = element.parent();
+    const auto index = element.indexInParent();
+    if (parent.failed() || index.failed()) {
+        return AXResult<bool>::failure(parent.failed() ? parent.error : index.error);
+    }
+    if (!parent.value || !index.value) {
+        return AXResult<bool>::of(false);
+    }
+    for (const int neighbour : {atStart ? *index.value - 1 : -1, atEnd ? *index.value + 1 : -1}) {
+        if (neighbour < 0) {
+            continue;
+        }
+        const auto sibling = parent.value->childAt(neighbour);
+        if (sibling.failed()) {
+            return AXResult<bool>::failure(sibling.error);
+        }
+        if (!sibling.value) {
+            continue;
+        }
+        const auto interfaces = sibling.value->interfaces();
+        if (interfaces.failed() || !(*interfaces.value & unsigned(UIElement::Interface::Text))) {
+            continue;
+        }
+        const auto ranges = sibling.value->selections();
+        if (ranges.failed()) {
+            return AXResult<bool>::failure(ranges.error);
+        }
+        if (!ranges.value->isEmpty()) {
+            return AXResult<bool>::of(true);
+        }
+    }
+    return AXResult<bool>::of(false);
+}
+
+void failRead(TextReadResult &result, const QString &what, AXError error)
+{
+    qCCritical(lcCapture).noquote() << what + axErrorText(error);
+    result.error = static_cast<int>(error);
+    result.unresponsive = error == AXError::CannotComplete;
 }
 
 // Runs on the accessibility thread.
@@ -50,28 +126,67 @@ TextReadResult readByAXUI()
     }
     if (focused.failed() || !focused.value) {
         // Success without a value keeps the code 0, printed as its name.
-        qCCritical(lcCapture).noquote()
-            << "Failed to get focused element, error: " + axErrorText(focused.error);
-        result.error = static_cast<int>(focused.error);
-        result.unresponsive = focused.error == AXError::CannotComplete;
+        failRead(result, QStringLiteral("Failed to get focused element, error: "), focused.error);
         return result;
     }
-    const auto selected = focused.value->selectedText();
-    if (selected.failed()) {
+    const UIElement &element = *focused.value;
+    const auto interfaces = element.interfaces();
+    if (interfaces.failed()) {
+        failRead(result, QStringLiteral("Failed to get selected text, error: "), interfaces.error);
+        return result;
+    }
+    if (!(*interfaces.value & unsigned(UIElement::Interface::Text))) {
+        failRead(result, QStringLiteral("Failed to get selected text, error: "),
+                 AXError::AttributeUnsupported);
+        return result;
+    }
+    const auto ranges = element.selections();
+    if (ranges.failed()) {
+        failRead(result, QStringLiteral("Failed to get selected text, error: "), ranges.error);
+        return result;
+    }
+    result.answeredForText = true;
+    if (ranges.value->isEmpty()) {
+        result.text = QString();
+        qCInfo(lcCapture).noquote() << "Selected text via AXUI: ";
+        return result;
+    }
+    const UIElement::TextRange range = ranges.value->constFirst();
+    if (range.length() > maxSelectionCharacters) {
         qCCritical(lcCapture).noquote()
-            << "Failed to get selected text, error: " + axErrorText(selected.error);
-        result.error = static_cast<int>(selected.error);
-        result.unresponsive = selected.error == AXError::CannotComplete;
+            << QStringLiteral("The selection is too long to send: %1 characters")
+                   .arg(range.length());
+        result.text = QString();
+        return result;
+    }
+    const auto selected = element.text(range);
+    if (selected.failed()) {
+        result.answeredForText = false;
+        failRead(result, QStringLiteral("Failed to get selected text, error: "), selected.error);
         return result;
     }
     if (!selected.value) {
+        result.answeredForText = false;
         qCCritical(lcCapture).noquote()
             << "Selected text is not a string, error: " + axErrorText(AXError::Success);
         result.error = static_cast<int>(AXError::NoValue);
         return result;
     }
-    qCInfo(lcCapture).noquote() << "Selected text via AXUI: " + *selected.value;
-    result.text = *selected.value;
+    QString text = *selected.value;
+    text.remove(QChar(0));
+    result.partial = ranges.value->size() > 1 || text.contains(objectReplacement);
+    if (!result.partial) {
+        const auto continues = continuesInNeighbour(element, range);
+        if (continues.failed()) {
+            result.answeredForText = false;
+            failRead(result, QStringLiteral("Failed to get selected text, error: "),
+                     continues.error);
+            return result;
+        }
+        result.partial = *continues.value;
+    }
+    qCInfo(lcCapture).noquote() << "Selected text via AXUI: " + text;
+    result.text = text;
     return result;
 }
 
@@ -84,28 +199,35 @@ public:
         m_clock.start();
         m_timer.setInterval(pollIntervalMs);
         connect(&m_timer, &QTimer::timeout, this, &PasteboardPoll::pass);
+        m_timer.start();
         pass(); // the first pass does not wait
-        if (!m_done) {
-            m_timer.start();
-        }
     }
 
 private:
     void pass()
     {
-        std::optional<QString> text;
+        if (m_reading || m_done) {
+            return;
+        }
         if (m_clock.elapsed() >= pollTimeoutMs) {
             qCInfo(lcCapture).noquote() << "pollTask timeout";
             return finish(std::nullopt);
         }
         Pasteboard &pasteboard = Pasteboard::general();
-        if (pasteboard.changeCount() != m_baseline) {
-            if (auto s = pasteboard.pasteboardString()) {
-                qCInfo(lcCapture).noquote() << "New Pasteboard content: " + *s;
-                return finish(s);
+        if (pasteboard.changeCount() == m_baseline) {
+            return;
+        }
+        // The new owner is another application: read it without waiting here.
+        m_reading = true;
+        pasteboard.pasteboardString().then(this, [this](const std::optional<QString> &text) {
+            m_reading = false;
+            if (text) {
+                qCInfo(lcCapture).noquote() << "New Pasteboard content: " + *text;
+                return finish(text);
             }
             qCCritical(lcCapture).noquote() << "Pasteboard changed but no valid text content found";
-        }
+            pass();
+        });
     }
 
     void finish(std::optional<QString> result)
@@ -122,80 +244,11 @@ private:
     std::shared_ptr<QPromise<std::optional<QString>>> m_promise;
     QElapsedTimer m_clock;
     QTimer m_timer;
+    bool m_reading = false;
     bool m_done = false;
 };
 
-} // namespace
-
-QFuture<TextReadResult> getSelectedTextByAXUI()
-{
-    return AccessibilityThread::instance().run(&readByAXUI);
-}
-
-QFuture<PrimaryReadResult> getSelectedTextByPrimary(qint64 activeProcessId)
-{
-    return QtConcurrent::run([activeProcessId] {
-        PrimaryReadResult result;
-        qCInfo(lcCapture).noquote() << "Getting selected text via PRIMARY selection";
-        const qint64 owner = X11Windows::selectionOwnerProcessId(X11Windows::Selection::Primary);
-        if (owner <= 0 || activeProcessId <= 0 || owner != activeProcessId) {
-            // Another window's selection may be stale: it is not what the user sees selected.
-            qCInfo(lcCapture).noquote()
-                << "PRIMARY selection is not owned by the active application";
-            return result;
-        }
-        const auto read = X11Windows::readSelectionText(X11Windows::Selection::Primary,
-                                                        AccessibilityThread::callTimeoutMs);
-        if (read.outcome == X11Windows::SelectionText::Outcome::TimedOut) {
-            qCCritical(lcCapture).noquote() << "PRIMARY selection owner did not answer";
-            result.unresponsive = true;
-            return result;
-        }
-        if (read.outcome != X11Windows::SelectionText::Outcome::Ok) {
-            qCCritical(lcCapture).noquote() << "PRIMARY selection holds no text";
-            return result;
-        }
-        qCInfo(lcCapture).noquote() << "Selected text via PRIMARY selection: " + read.text;
-        result.text = read.text;
-        return result;
-    });
-}
-
-std::function<QFuture<AXError>()> pressTrigger(const UIElement &item)
-{
-    return [item] {
-        return AccessibilityThread::instance().run([item] { return item.performAction(0); });
-    };
-}
-
-QFuture<std::optional<QString>>
-getNextPasteboardContent(const std::function<QFuture<AXError>()> &trigger)
-{
-    qCInfo(lcCapture).noquote() << "Getting next pasteboard content";
-    Pasteboard &pasteboard = Pasteboard::general();
-    const quint64 baseline = pasteboard.changeCount();
-    auto promise = std::make_shared<QPromise<std::optional<QString>>>();
-    promise->start();
-    // Taken before the trigger starts: the press runs on the accessibility
-    // thread in parallel, and a snapshot taken after the target's copy would
-    // put the copied text back instead of the user's contents.
-    pasteboard.savePasteboardContents();
-    qCInfo(lcCapture).noquote() << "Executing trigger action";
-    trigger().then(mainContext(), [promise, baseline](AXError error) {
-        if (error != AXError::Success) {
-            qCCritical(lcCapture).noquote()
-                << "Failed to execute trigger action: " + axErrorText(error);
-            Pasteboard::general().restorePasteboardContents();
-            promise->addResult(std::nullopt);
-            promise->finish();
-            return;
-        }
-        new PasteboardPoll(baseline, promise); // owned by the application, deletes itself
-    });
-    return promise->future();
-}
-
-QFuture<std::optional<QString>> getSelectedTextByMenuBarActionCopy()
+QFuture<std::optional<QString>> copyMenuStep()
 {
     qCInfo(lcCapture).noquote() << "Getting selected text by menu bar action copy";
     auto promise = std::make_shared<QPromise<std::optional<QString>>>();
@@ -217,72 +270,239 @@ QFuture<std::optional<QString>> getSelectedTextByMenuBarActionCopy()
     return promise->future();
 }
 
-QFuture<std::optional<QString>> getSelectedText()
+// One source after the accessibility read: its text, whether it gave up by
+// time-out, and the name its log lines use.
+struct Attempt {
+    std::optional<QString> text;
+    bool timedOut = false;
+};
+using Step = std::function<QFuture<Attempt>(const TextReadResult &)>;
+
+struct Fallback {
+    Source source;
+    QString name;
+    Step run;
+};
+
+QList<Fallback> fallbacks(const Sources &sources)
 {
-    qCInfo(lcCapture).noquote() << "Attempting to get selected text";
+    QList<Fallback> list;
+    if (sources.primary) {
+        list.append({Source::Primary, QStringLiteral("PRIMARY selection"),
+                     [](const TextReadResult &ax) {
+                         return getSelectedTextByPrimary(ax.activeProcessId)
+                             .then([](const PrimaryReadResult &r) {
+                                 return Attempt{r.text, r.unresponsive};
+                             });
+                     }});
+    }
+    if (sources.copyMenu) {
+        list.append({Source::CopyMenuItem, QStringLiteral("menu action copy"),
+                     [](const TextReadResult &) {
+                         return copyMenuStep().then([](const std::optional<QString> &text) {
+                             return Attempt{text, false};
+                         });
+                     }});
+    }
+    return list;
+}
+
+// Runs the fallbacks in order until one holds the selection.
+void runFallbacks(std::shared_ptr<QPromise<CaptureResult>> promise, TextReadResult ax,
+                  QList<Fallback> remaining, bool timedOut)
+{
+    if (remaining.isEmpty()) {
+        qCCritical(lcCapture).noquote() << allFailed;
+        promise->addResult(CaptureResult{std::nullopt, std::nullopt, timedOut});
+        promise->finish();
+        return;
+    }
+    const Fallback step = remaining.takeFirst();
+    step.run(ax).then(mainContext(), [promise, ax, remaining, timedOut,
+                                      step](const Attempt &attempt) {
+        const bool anyTimedOut = timedOut || attempt.timedOut;
+        std::optional<QString> text = attempt.text;
+        if (text) {
+            text->remove(QChar(0));
+        }
+        if (text && !text->isEmpty() && ax.partial && !containsPart(*text, *ax.text)) {
+            qCInfo(lcCapture).noquote()
+                << "The " + step.name + " does not hold the selection the application shows";
+            text.reset();
+        }
+        if (text && !text->isEmpty() && text->contains(objectReplacement)) {
+            qCInfo(lcCapture).noquote() << "The " + step.name + " holds placeholders, not text";
+            text.reset();
+        }
+        if (text && !text->isEmpty()) {
+            qCInfo(lcCapture).noquote() << "Successfully got non-empty text via " + step.name;
+            promise->addResult(CaptureResult{text, step.source, anyTimedOut});
+            promise->finish();
+            return;
+        }
+        if (text) {
+            qCInfo(lcCapture).noquote() << "The " + step.name + " returned empty text";
+        }
+        runFallbacks(promise, ax, remaining, anyTimedOut);
+    });
+}
+
+} // namespace
+
+QString withoutPlaceholders(QString text)
+{
+    text.remove(QChar(0));
+    text.remove(objectReplacement);
+    return text;
+}
+
+bool containsPart(const QString &whole, const QString &part)
+{
+    qsizetype from = 0;
+    for (const QString &piece : part.split(objectReplacement, Qt::SkipEmptyParts)) {
+        // Line ends may differ between the two sources ("\r\n" against "\n"),
+        // and a paragraph's share may carry its break or not.
+        const QString wanted = piece.trimmed();
+        if (wanted.isEmpty()) {
+            continue;
+        }
+        const qsizetype at = whole.indexOf(wanted, from);
+        if (at < 0) {
+            return false;
+        }
+        from = at + wanted.size();
+    }
+    return true;
+}
+
+QFuture<TextReadResult> getSelectedTextByAXUI()
+{
+    return AccessibilityThread::instance().run(&readByAXUI);
+}
+
+QFuture<PrimaryReadResult> getSelectedTextByPrimary(qint64 activeProcessId)
+{
+    return AccessibilityThread::instance().run([activeProcessId] {
+        PrimaryReadResult result;
+        qCInfo(lcCapture).noquote() << "Getting selected text via PRIMARY selection";
+        const qint64 owner = X11Windows::selectionOwnerProcessId(X11Windows::Selection::Primary);
+        if (owner <= 0 || activeProcessId <= 0 || owner != activeProcessId) {
+            // Another window's selection may be stale: it is not what the user sees selected.
+            qCInfo(lcCapture).noquote()
+                << "PRIMARY selection is not owned by the active application";
+            return result;
+        }
+        X11Windows::SelectionReader reader(X11Windows::Selection::Primary);
+        const auto read = reader.text(AccessibilityThread::callTimeoutMs,
+                                      qsizetype(maxSelectionCharacters) * 4);
+        using Outcome = X11Windows::SelectionData::Outcome;
+        if (read.outcome == Outcome::TimedOut) {
+            qCCritical(lcCapture).noquote() << "PRIMARY selection owner did not answer";
+            result.unresponsive = true;
+            return result;
+        }
+        if (read.outcome != Outcome::Ok) {
+            qCCritical(lcCapture).noquote() << "PRIMARY selection holds no text";
+            return result;
+        }
+        result.text = QString::fromUtf8(read.data);
+        qCInfo(lcCapture).noquote() << "Selected text via PRIMARY selection: " + *result.text;
+        return result;
+    });
+}
+
+std::function<QFuture<AXError>()> pressTrigger(const UIElement &item)
+{
+    return [item] {
+        return AccessibilityThread::instance().run([item] { return item.performAction(0); });
+    };
+}
+
+QFuture<std::optional<QString>>
+getNextPasteboardContent(const std::function<QFuture<AXError>()> &trigger)
+{
+    qCInfo(lcCapture).noquote() << "Getting next pasteboard content";
     auto promise = std::make_shared<QPromise<std::optional<QString>>>();
     promise->start();
     auto answer = [promise](std::optional<QString> text) {
         promise->addResult(std::move(text));
         promise->finish();
     };
-    auto giveUp = [answer] {
-        qCCritical(lcCapture).noquote() << allFailed;
-        answer(std::nullopt);
-    };
-
-    auto menuStep = [answer, giveUp] {
-        qCInfo(lcCapture).noquote() << "Getting selected text by menu bar action copy";
-        AccessibilityThread::instance()
-            .run(&CopyMenuItem::findEnabledCopyItem)
-            .then(mainContext(), [answer, giveUp](const UIElement &item) {
-                if (item.isNull()) {
-                    return giveUp();
+    // The snapshot comes first: the press runs on another thread, and a
+    // snapshot taken after the target's copy would put the copied text back
+    // instead of the user's contents.
+    Pasteboard::general().savePasteboardContents().then(
+        mainContext(), [trigger, answer, promise](bool saved) {
+            if (!saved) {
+                // Whatever the owner holds could not be put back after a copy.
+                return answer(std::nullopt);
+            }
+            const quint64 baseline = Pasteboard::general().changeCount();
+            qCInfo(lcCapture).noquote() << "Executing trigger action";
+            trigger().then(mainContext(), [promise, answer, baseline](AXError error) {
+                if (error != AXError::Success) {
+                    qCCritical(lcCapture).noquote()
+                        << "Failed to execute trigger action: " + axErrorText(error);
+                    Pasteboard::general().restorePasteboardContents();
+                    return answer(std::nullopt);
                 }
-                getNextPasteboardContent(pressTrigger(item))
-                    .then(mainContext(), [answer, giveUp](const std::optional<QString> &text) {
-                        if (text && !text->isEmpty()) {
-                            qCInfo(lcCapture).noquote()
-                                << "Successfully got non-empty text via menu action copy";
-                            return answer(text);
-                        }
-                        if (text) {
-                            qCInfo(lcCapture).noquote() << "Menu action copy returned empty text";
-                        }
-                        giveUp();
-                    });
+                new PasteboardPoll(baseline, promise); // owned by the application, deletes itself
             });
-    };
-
-    getSelectedTextByAXUI().then(
-        mainContext(), [answer, giveUp, menuStep](const TextReadResult &ax) {
-            if (ax.error != 0) {
-                qCCritical(lcCapture).noquote()
-                    << "Failed to get text via AXUI: " + axErrorText(ax.error);
-            } else if (ax.text && !ax.text->isEmpty()) {
-                qCInfo(lcCapture).noquote() << "Successfully got non-empty text via AXUI";
-                return answer(ax.text);
-            } else {
-                qCInfo(lcCapture).noquote() << "AXUI returned empty text, trying menu action copy";
-            }
-            // A hung application is asked nothing more: one time-out is the whole delay.
-            if (ax.unresponsive) {
-                return giveUp();
-            }
-            getSelectedTextByPrimary(ax.activeProcessId)
-                .then(mainContext(), [answer, giveUp, menuStep](const PrimaryReadResult &primary) {
-                    if (primary.text && !primary.text->isEmpty()) {
-                        qCInfo(lcCapture).noquote()
-                            << "Successfully got non-empty text via PRIMARY selection";
-                        return answer(primary.text);
-                    }
-                    if (primary.unresponsive) {
-                        return giveUp();
-                    }
-                    menuStep();
-                });
         });
     return promise->future();
+}
+
+QFuture<std::optional<QString>> getSelectedTextByMenuBarActionCopy()
+{
+    return copyMenuStep();
+}
+
+QFuture<CaptureResult> captureSelection()
+{
+    qCInfo(lcCapture).noquote() << "Attempting to get selected text";
+    auto promise = std::make_shared<QPromise<CaptureResult>>();
+    promise->start();
+    const Sources sources = Sources::configured();
+
+    QFuture<TextReadResult> accessibility;
+    if (sources.accessibility) {
+        accessibility = getSelectedTextByAXUI();
+    } else {
+        qCInfo(lcCapture).noquote() << "The accessibility text read is turned off";
+        TextReadResult off;
+        off.error = static_cast<int>(AXError::APIDisabled);
+        accessibility = ready(off);
+    }
+    accessibility.then(mainContext(), [promise, sources](const TextReadResult &ax) {
+        if (!ax.answeredForText) {
+            qCCritical(lcCapture).noquote()
+                << "Failed to get text via AXUI: " + axErrorText(ax.error);
+        } else if (!ax.partial && ax.text && !ax.text->isEmpty()) {
+            qCInfo(lcCapture).noquote() << "Successfully got non-empty text via AXUI";
+            promise->addResult(CaptureResult{ax.text, Source::Accessibility, false});
+            promise->finish();
+            return;
+        } else if (!ax.partial) {
+            // The focused text says nothing is selected. Another source could
+            // only offer what was selected before (toolkits keep PRIMARY).
+            qCInfo(lcCapture).noquote() << "AXUI returned empty text";
+            qCCritical(lcCapture).noquote() << allFailed;
+            promise->addResult(CaptureResult{std::nullopt, std::nullopt, false});
+            promise->finish();
+            return;
+        } else {
+            qCInfo(lcCapture).noquote()
+                << "The selection goes on beyond the focused element; reading it whole";
+        }
+        // A time-out of the accessibility read lets the next source run.
+        runFallbacks(promise, ax, fallbacks(sources), ax.unresponsive);
+    });
+    return promise->future();
+}
+
+QFuture<std::optional<QString>> getSelectedText()
+{
+    return captureSelection().then([](const CaptureResult &result) { return result.text; });
 }
 
 } // namespace SelectionCapture

@@ -10,22 +10,39 @@
 // What text has the user selected in the active application right now?
 // Every entry point is asynchronous: the main thread never waits on another
 // application. Continuations run on the main thread.
+//
+// The text answered is exactly the text a paste over the selection replaces:
+// the accessibility read decides when the focused element answers for its
+// text (an empty selection there is no text); a selection that goes on beyond
+// the focused element is taken whole from a source that holds all of it, or
+// not at all.
 namespace SelectionCapture {
 
-// The accessibility step: the text (possibly empty) or an AXError code.
+enum class Source { Accessibility, Primary, CopyMenuItem };
+
+// The accessibility step.
 struct TextReadResult {
+    // The selected text; when partial, only the focused element's part.
     std::optional<QString> text;
-    int error = 0;
-    // Set when the active application did not answer within the time-out;
-    // the chain then asks it nothing more.
+    int error = 0; // an AXError code, 0 when the read answered
     bool unresponsive = false;
+    // The focused element answered for its text: its answer decides.
+    bool answeredForText = false;
+    // The selection goes on beyond the focused element (other paragraphs,
+    // embedded objects): the text above is not all of it.
+    bool partial = false;
     qint64 activeProcessId = 0;
 };
 
-// The whole chain: accessibility, then the PRIMARY selection when the active
-// application owns it, then the application's Copy menu item. Never fails;
-// no text (or only empty text) gives nothing.
+struct CaptureResult {
+    std::optional<QString> text;
+    std::optional<Source> source;
+    bool timedOut = false; // some source gave up by time-out
+};
+
+// The whole chain. Never fails; no text (or only empty text) gives nothing.
 QFuture<std::optional<QString>> getSelectedText();
+QFuture<CaptureResult> captureSelection();
 
 // The steps, each usable on its own (main thread).
 QFuture<TextReadResult> getSelectedTextByAXUI();
@@ -38,14 +55,26 @@ QFuture<std::optional<QString>> getSelectedTextByMenuBarActionCopy();
 
 // Runs trigger (which answers AXError::Success when it did its part), then
 // polls the clipboard every 5 ms for at most 0.1 s for new plain text, with
-// the user's clipboard contents snapshotted before and put back after.
+// the user's clipboard contents snapshotted before and put back after. When
+// the clipboard's owner does not answer, nothing is triggered (its contents
+// could not be put back) and the answer is nothing.
 QFuture<std::optional<QString>>
 getNextPasteboardContent(const std::function<QFuture<AXError>()> &trigger);
 
 // The trigger that presses a menu item through its Action.
 std::function<QFuture<AXError>()> pressTrigger(const UIElement &item);
 
+// Whether whole holds every piece of part (the focused element's share of a
+// selection, with U+FFFC where embedded objects stand), in order: a source
+// that claims the whole selection must contain what the focused element shows.
+bool containsPart(const QString &whole, const QString &part);
+// Drops the characters that are no text: NULs some toolkits add, and the
+// U+FFFC placeholders of embedded objects.
+QString withoutPlaceholders(QString text);
+
 constexpr int pollIntervalMs = 5;
 constexpr int pollTimeoutMs = 100;
+// The longest selection taken (characters); longer ones give no text.
+constexpr int maxSelectionCharacters = 4 * 1024 * 1024;
 
 } // namespace SelectionCapture

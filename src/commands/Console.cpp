@@ -13,7 +13,26 @@ void write(std::FILE *stream, const QString &line)
     std::fflush(stream);
 }
 
+bool verboseLines = false;
+
 } // namespace
+
+void setVerbose(bool verbose)
+{
+    verboseLines = verbose;
+}
+
+bool isVerbose()
+{
+    return verboseLines;
+}
+
+void printPrivateLine(const QString &line)
+{
+    if (verboseLines) {
+        write(stdout, line);
+    }
+}
 
 void printLine(const QString &line)
 {

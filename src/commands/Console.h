@@ -7,6 +7,12 @@
 namespace Console {
 
 void printLine(const QString &line);
+// A line that carries the user's text or an AI's answer: printed only when
+// the user asked for it (vellumo --verbose), because a desktop session keeps
+// standard output in its journal.
+void printPrivateLine(const QString &line);
+void setVerbose(bool verbose);
+bool isVerbose();
 // The same on standard error.
 void printError(const QString &line);
 

@@ -13,6 +13,7 @@
 #include <QTimer>
 
 using Console::printLine;
+using Console::printPrivateLine;
 
 PopupManager &PopupManager::shared()
 {
@@ -53,7 +54,7 @@ void PopupManager::handleShortcut()
                       printLine(QStringLiteral("No text selected"));
                       return;
                   }
-                  printLine(QStringLiteral("Got selected text: ") + *text);
+                  printPrivateLine(QStringLiteral("Got selected text: ") + *text);
                   m_originalApp = activeAtPress;
                   showPopup(*text);
               })
@@ -72,7 +73,7 @@ void PopupManager::showPopup(const QString &text)
     }
     m_originalApp = original;
 
-    printLine(QStringLiteral("Creating popup with text: ") + text);
+    printPrivateLine(QStringLiteral("Creating popup with text: ") + text);
     auto *popup = new CommandPopup(text, VendorManager::shared());
     QPointer<PopupManager> self(this);
     ContentView *view = popup->contentView();
@@ -137,7 +138,7 @@ void PopupManager::closePopup()
 
 void PopupManager::handleTextReplacement(const QString &answer)
 {
-    printLine(QStringLiteral("Text replacement requested with: ") + answer);
+    printPrivateLine(QStringLiteral("Text replacement requested with: ") + answer);
     if (!m_originalApp) {
         printLine(QStringLiteral("No original app found!"));
         return;
@@ -153,17 +154,29 @@ void PopupManager::handleTextReplacement(const QString &answer)
     }
 
     QPointer<PopupManager> self(this);
-    QTimer::singleShot(100, this, [self, answer] {
+    QTimer::singleShot(100, this, [self, answer, window = original.windowId] {
         printLine(QStringLiteral("Starting text replacement..."));
         if (!self) {
             printLine(QStringLiteral("Text replacement done"));
             return;
         }
-        self->m_textService.replaceSelectedText(answer).then(self, [self] {
-            printLine(QStringLiteral("Text replacement done"));
-            if (self) {
-                Q_EMIT self->textReplaced();
-            }
-        });
+        self->m_textService.replaceSelectedText(answer, window)
+            .then(self, [self](TextManipulationService::Outcome outcome) {
+                using Outcome = TextManipulationService::Outcome;
+                if (outcome == Outcome::TargetGone) {
+                    // The window closed or another one came to the front.
+                    printLine(QStringLiteral("No original app found!"));
+                    printLine(QStringLiteral("The answer is on the clipboard."));
+                    return;
+                }
+                if (outcome == Outcome::NotRead) {
+                    printLine(QStringLiteral(
+                        "The application did not take the answer; it stays on the clipboard."));
+                }
+                printLine(QStringLiteral("Text replacement done"));
+                if (self) {
+                    Q_EMIT self->textReplaced();
+                }
+            });
     });
 }

@@ -1,6 +1,7 @@
 #include "AccessibilityService.h"
 
 #include "AccessibilityThread.h"
+#include "SelectionGeometry.h"
 #include "UIElement.h"
 #include "X11Windows.h"
 
@@ -9,15 +10,19 @@
 
 namespace {
 
-std::optional<QRectF> nonZero(const QRect &r)
+using Coordinates = UIElement::Coordinates;
+
+std::optional<QRect> valueOf(const AXResult<QRect> &r)
 {
-    if (r.x() == 0 && r.y() == 0 && r.width() == 0 && r.height() == 0) {
+    if (r.failed() || !r.value) {
         return std::nullopt;
     }
-    return QRectF(r);
+    return *r.value;
 }
 
-// Runs on the accessibility thread; answers in device pixels.
+// Runs on the accessibility thread; answers in device pixels. Only a few
+// characters are ever asked about, never a whole range: a toolkit computes
+// the extents of a long range character by character, which takes seconds.
 SelectionGeometry gather()
 {
     SelectionGeometry g;
@@ -25,48 +30,47 @@ SelectionGeometry gather()
     if (!active) {
         return g;
     }
+    if (const auto f = X11Windows::windowFrame(active->windowId); f && !f->isEmpty()) {
+        g.focusedWindowFrame = QRectF(*f);
+    }
     const auto app = Application::fromProcessId(active->processId);
-    if (!app.failed() && app.value) {
-        const auto window = app.value->activeWindow();
-        if (!window.failed() && window.value) {
-            if (const auto f = window.value->frame();
-                !f.failed() && f.value && !f.value->isEmpty()) {
-                g.focusedWindowFrame = QRectF(*f.value);
-            }
+    if (app.failed() || !app.value) {
+        return g;
+    }
+    const auto focused = SystemWideElement::focusedUIElement(*app.value);
+    if (focused.failed() || !focused.value) {
+        return g;
+    }
+    const UIElement &element = *focused.value;
+
+    GeometryAnswers answers;
+    answers.windowOrigin = X11Windows::windowOrigin(active->windowId).value_or(QPoint());
+    answers.elementOnScreen = valueOf(element.frame(Coordinates::Screen));
+    answers.elementInWindow = valueOf(element.frame(Coordinates::Window));
+    const auto interfaces = element.interfaces();
+    const bool hasText = !interfaces.failed() &&
+                         (*interfaces.value & unsigned(UIElement::Interface::Text)) != 0;
+    if (hasText) {
+        answers.hasText = true;
+        const auto ranges = element.selections();
+        if (!ranges.failed() && !ranges.value->isEmpty()) {
+            const UIElement::TextRange range = ranges.value->constFirst();
+            answers.firstCharacter = valueOf(element.characterExtents(range.start, Coordinates::Screen));
+            answers.lastCharacter =
+                valueOf(element.characterExtents(range.end - 1, Coordinates::Screen));
         }
-        const auto focused = SystemWideElement::focusedUIElement(*app.value);
-        if (!focused.failed() && focused.value) {
-            const UIElement &element = *focused.value;
-            const auto frame = element.frame();
-            if (!frame.failed() && frame.value) {
-                g.focusedElementFrame = QRectF(*frame.value);
-            }
-            const auto range = element.selectedTextRange();
-            if (!range.failed() && range.value) {
-                const auto bounds = element.boundsForRange(*range.value);
-                if (!bounds.failed() && bounds.value) {
-                    // Some toolkits answer extents on the first line whatever
-                    // the range: trust only a rectangle inside the element.
-                    const bool inside =
-                        !g.focusedElementFrame || g.focusedElementFrame->adjusted(-2, -2, 2, 2)
-                                                      .contains(QRectF(*bounds.value));
-                    if (inside) {
-                        g.selectionBounds = nonZero(*bounds.value);
-                    }
-                }
-                // A text element's bottom centre, where the popup may hang below it.
-                if (!frame.failed() && frame.value) {
-                    const QRectF f(*frame.value);
-                    g.textInsertionPoint = QPointF(f.x() + f.width() * 0.5, f.y() + f.height());
-                }
+        const auto caret = element.caretOffset();
+        if (!caret.failed() && caret.value && *caret.value >= 0) {
+            answers.caret = valueOf(element.characterExtents(*caret.value, Coordinates::Screen));
+            if (!answers.caret && *caret.value > 0) {
+                // At the very end of a text there is no character: take the
+                // last one's.
+                answers.caret =
+                    valueOf(element.characterExtents(*caret.value - 1, Coordinates::Screen));
             }
         }
     }
-    if (!g.focusedWindowFrame) {
-        if (const auto f = X11Windows::windowFrame(active->windowId); f && !f->isEmpty()) {
-            g.focusedWindowFrame = QRectF(*f);
-        }
-    }
+    resolveGeometry(answers, g);
     return g;
 }
 

@@ -1,21 +1,14 @@
 #pragma once
 
+#include "SelectionGeometry.h"
+
 #include <QFuture>
 #include <QObject>
-#include <QPointF>
-#include <QRectF>
 #include <optional>
 
 // Where the user's selection is on screen, in Qt's logical screen coordinates
 // (top-left origin). All four answers are gathered in one trip to the
 // accessibility thread; nothing is cached between queries.
-struct SelectionGeometry {
-    std::optional<QRectF> selectionBounds;     // the selected text
-    std::optional<QPointF> textInsertionPoint; // bottom centre of the focused text element
-    std::optional<QRectF> focusedElementFrame; // the focused element
-    std::optional<QRectF> focusedWindowFrame;  // the active window
-};
-
 class AccessibilityService : public QObject {
     Q_OBJECT
 public:

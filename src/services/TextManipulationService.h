@@ -7,17 +7,25 @@
 #include <QString>
 
 // Puts an answer in place of the user's selection the way a user would: on
-// the clipboard, then the paste chord into the active window, then the
-// clipboard is cleared again (the user's earlier contents are not restored).
-// The caller brings the right window to the front first.
+// the clipboard, then the paste chord into the window that held the
+// selection. The clipboard is cleared again once that application has read
+// the answer (the user's earlier contents are not restored); an answer that
+// is never read stays on the clipboard, so it is not lost. The caller brings
+// the window to the front first; the chord is posted only while that window
+// exists and is the active one, so an answer never lands anywhere else.
 class TextManipulationService : public QObject {
     Q_OBJECT
 public:
     explicit TextManipulationService(QObject *parent = nullptr);
 
-    // Main thread. Finishes 0.2 s after the paste was posted, once the
-    // clipboard is cleared. Never fails.
-    QFuture<void> replaceSelectedText(const QString &text);
+    enum class Outcome {
+        Pasted,     // the application read the answer; the clipboard is cleared
+        NotRead,    // the chord was posted but nobody read the answer in time
+        TargetGone, // the window is gone or not the active one: nothing posted
+    };
+
+    // Main thread. targetWindow 0 pastes into whatever window is active.
+    QFuture<Outcome> replaceSelectedText(const QString &text, quint64 targetWindow = 0);
 
     struct PasteChord {
         KeySynthesis::Chord chord;
@@ -26,6 +34,11 @@ public:
     // Ctrl+V; Ctrl+Shift+V in terminal emulators; Shift+Insert (from PRIMARY) in xterm.
     static PasteChord pasteChordFor(const QString &wmClassName, const QString &wmClassClass);
 
-    static constexpr int pasteWaitMs = 200;
+    // How long the window may take to become the active one again.
+    static constexpr int activationTimeoutMs = 1000;
+    // A busy application reads the clipboard late; after this, the answer is
+    // left on the clipboard.
+    static constexpr int readTimeoutMs = 5000;
     static constexpr int modifierReleaseTimeoutMs = 2000;
+    static constexpr int checkIntervalMs = 10;
 };

@@ -82,9 +82,10 @@ private Q_SLOTS:
         QVERIFY(DesktopApps::activate(m_editor.window));
         QVERIFY(DesktopApps::keys({"ctrl+Home", "shift+End"}));
         QCOMPARE(X11Windows::selectionOwnerProcessId(X11Windows::Selection::Primary), m_editor.pid);
-        const auto read = X11Windows::readSelectionText(X11Windows::Selection::Primary, 300);
-        QCOMPARE(int(read.outcome), int(X11Windows::SelectionText::Outcome::Ok));
-        QCOMPARE(read.text, QStringLiteral("hello accessible world"));
+        X11Windows::SelectionReader reader(X11Windows::Selection::Primary);
+        const auto read = reader.text(300, 1024);
+        QCOMPARE(int(read.outcome), int(X11Windows::SelectionData::Outcome::Ok));
+        QCOMPARE(read.data, QByteArray("hello accessible world"));
 
         QGuiApplication::clipboard()->setText(QStringLiteral("ours"), QClipboard::Selection);
         QTRY_COMPARE(X11Windows::selectionOwnerProcessId(X11Windows::Selection::Primary),
@@ -100,9 +101,14 @@ private Q_SLOTS:
             if (focused.failed() || !focused.value) {
                 return std::tuple(UIElement::Role::Unknown, QString(), false, qint64(0));
             }
+            const auto ranges = focused.value->selections();
+            const QString selected = ranges.value && ranges.value->size() == 1
+                                         ? focused.value->text(ranges.value->first()).value.value_or(QString())
+                                         : QString();
+            const unsigned interfaces = focused.value->interfaces().value.value_or(0);
             return std::tuple(focused.value->role().value.value_or(UIElement::Role::Unknown),
-                              focused.value->selectedText().value.value_or(QString()),
-                              focused.value->supportsEditableText(),
+                              selected,
+                              (interfaces & unsigned(UIElement::Interface::EditableText)) != 0,
                               focused.value->processId().value.value_or(0));
         });
         QCOMPARE(int(role), int(UIElement::Role::Text));

@@ -86,7 +86,7 @@ public:
     {
         m_out.clear();
         m_process.setProcessChannelMode(QProcess::MergedChannels);
-        m_process.start(qEnvironmentVariable("VELLUMO_BINARY"), {});
+        m_process.start(qEnvironmentVariable("VELLUMO_BINARY"), {QStringLiteral("--verbose")});
         return m_process.waitForStarted(10000);
     }
 

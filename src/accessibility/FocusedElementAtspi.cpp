@@ -1,18 +1,65 @@
 #include "UIElement.h"
 #include "X11Windows.h"
 
+#include <QHash>
+#include <functional>
+
 namespace {
 
-// Collection's state match finds the focused descendant inside the target
+// How well a focused candidate stands for "where the user types": a text
+// with a place on screen beats a container (LibreOffice also marks the panel
+// around the paragraph focused) and a zero-sized document in a hidden frame
+// (Chromium marks those focused too).
+int score(const UIElement &candidate, AXError *stall)
+{
+    const auto interfaces = candidate.interfaces();
+    if (interfaces.failed()) {
+        if (interfaces.error == AXError::CannotComplete) {
+            *stall = interfaces.error;
+        }
+        return -1;
+    }
+    int points = (*interfaces.value & unsigned(UIElement::Interface::Text)) ? 2 : 0;
+    const auto frame = candidate.frame();
+    if (frame.failed() || !frame.value || !frame.value->isEmpty()) {
+        // Toolkits that cannot tell screen coordinates still have a place.
+        points += 1;
+    }
+    return points;
+}
+
+AXResult<UIElement> best(const QList<UIElement> &candidates)
+{
+    AXError stall = AXError::Success;
+    UIElement chosen;
+    int chosenScore = -1;
+    for (const UIElement &candidate : candidates) {
+        // Later matches lie deeper in the tree: a tie goes to the deeper one.
+        const int points = score(candidate, &stall);
+        if (stall != AXError::Success) {
+            return AXResult<UIElement>::failure(stall);
+        }
+        if (points >= chosenScore) {
+            chosen = candidate;
+            chosenScore = points;
+        }
+    }
+    if (chosen.isNull()) {
+        return AXResult<UIElement>::none();
+    }
+    return AXResult<UIElement>::of(chosen);
+}
+
+// Collection's state match finds the focused descendants inside the target
 // application in one call (about 2 ms), where walking a tree costs hundreds.
 AXResult<UIElement> focusedByCollection(const UIElement &window)
 {
-    const auto focused = window.descendantsWithStates(UIElement::Focused, 1);
+    const auto focused = window.descendantsWithStates(UIElement::Focused, 8);
     if (focused.failed()) {
         return AXResult<UIElement>::failure(focused.error);
     }
     if (!focused.value->isEmpty()) {
-        return AXResult<UIElement>::of(focused.value->constFirst());
+        return best(*focused.value);
     }
     // A GTK 3 text view loses its focused state once a menu item was pressed
     // through its action, and gets it back only when the window loses and
@@ -42,28 +89,78 @@ AXResult<UIElement> focusedByCollection(const UIElement &window)
     return AXResult<UIElement>::none();
 }
 
-// Toolkits without Collection (Qt, GTK 4): descend only into showing
-// children, which keeps the walk to the visible part of one window.
-AXResult<UIElement> focusedByShowingWalk(const UIElement &window)
+// Toolkits without Collection (Qt, GTK 4): a walk that enters only what is
+// on screen (GTK 4 marks it visible, Qt showing), which keeps it to the
+// visible part of one window, and that gathers the focused elements on its
+// way (Qt leaves containers marked focused beside the real one).
+AXResult<UIElement> focusedByVisibleWalk(const UIElement &window)
 {
-    bool stalled = false;
-    const UIElement found = window.findFirst(
-        [&stalled](const UIElement &e) {
-            const auto st = e.states();
-            if (st.failed()) {
-                stalled = stalled || st.error == AXError::CannotComplete;
-                return false;
+    constexpr int maxDepth = 30;
+    constexpr int maxNodes = 1500;
+    QList<UIElement> focused;
+    int visited = 0;
+    AXError stall = AXError::Success;
+    std::function<bool(const UIElement &, int)> visit = [&](const UIElement &node, int depth) {
+        if (++visited > maxNodes) {
+            return true;
+        }
+        const auto st = node.states();
+        if (st.failed()) {
+            if (st.error == AXError::CannotComplete) {
+                stall = st.error;
+                return true;
             }
-            return (*st.value & UIElement::Focused) != 0;
-        },
-        30, 1500);
-    if (stalled) {
-        return AXResult<UIElement>::failure(AXError::CannotComplete);
+            return false;
+        }
+        if (depth > 0 && !(*st.value & (UIElement::Showing | UIElement::Visible))) {
+            return false;
+        }
+        if (*st.value & UIElement::Focused) {
+            focused.append(node);
+            const auto interfaces = node.interfaces();
+            if (!interfaces.failed() &&
+                (*interfaces.value & unsigned(UIElement::Interface::Text))) {
+                return true; // a focused text: the place where the user types
+            }
+        }
+        if (depth >= maxDepth) {
+            return false;
+        }
+        const auto kids = node.children();
+        if (kids.failed()) {
+            if (kids.error == AXError::CannotComplete) {
+                stall = kids.error;
+                return true;
+            }
+            return false;
+        }
+        for (const UIElement &child : *kids.value) {
+            if (visit(child, depth + 1)) {
+                return true;
+            }
+        }
+        return false;
+    };
+    visit(window, 0);
+    if (stall != AXError::Success) {
+        return AXResult<UIElement>::failure(stall);
     }
-    if (found.isNull()) {
-        return AXResult<UIElement>::none();
-    }
-    return AXResult<UIElement>::of(found);
+    return best(focused);
+}
+
+// The element found last time in each application. While it still reports
+// the focus, it is the answer again without a search: most presses come from
+// the text the user pressed in before. Accessibility thread only.
+QHash<QString, UIElement> &lastFocused()
+{
+    static thread_local QHash<QString, UIElement> elements;
+    return elements;
+}
+
+bool stillFocused(const UIElement &element)
+{
+    const auto st = element.states();
+    return !st.failed() && (*st.value & UIElement::Focused);
 }
 
 } // namespace
@@ -91,6 +188,13 @@ AXResult<UIElement> SystemWideElement::focusedUIElement()
 
 AXResult<UIElement> SystemWideElement::focusedUIElement(const Application &app)
 {
+    QHash<QString, UIElement> &known = lastFocused();
+    if (const auto it = known.constFind(app.service()); it != known.constEnd()) {
+        if (stillFocused(*it)) {
+            return AXResult<UIElement>::of(*it);
+        }
+        known.erase(it);
+    }
     const auto window = app.activeWindow();
     if (window.failed() || !window.value) {
         return window;
@@ -99,8 +203,15 @@ AXResult<UIElement> SystemWideElement::focusedUIElement(const Application &app)
     if (interfaces.failed()) {
         return AXResult<UIElement>::failure(interfaces.error);
     }
-    if (*interfaces.value & unsigned(UIElement::Interface::Collection)) {
-        return focusedByCollection(*window.value);
+    const AXResult<UIElement> found = (*interfaces.value & unsigned(UIElement::Interface::Collection))
+                                          ? focusedByCollection(*window.value)
+                                          : focusedByVisibleWalk(*window.value);
+    if (!found.failed() && found.value && stillFocused(*found.value)) {
+        // Applications come and go: keep the table small.
+        if (known.size() > 32) {
+            known.clear();
+        }
+        known.insert(app.service(), *found.value);
     }
-    return focusedByShowingWalk(*window.value);
+    return found;
 }

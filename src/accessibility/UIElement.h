@@ -90,6 +90,8 @@ public:
     // Every selection the element reports, in its order (empty ones dropped).
     AXResult<QList<TextRange>> selections() const;
     AXResult<QRect> characterExtents(int offset, Coordinates coordinates) const;
+    // The character under a point; -1 when there is none.
+    AXResult<int> offsetAtPoint(QPoint point, Coordinates coordinates) const;
 
     // Hypertext interface: the object that an embedded-object character
     // (U+FFFC) at offset stands for.

@@ -354,6 +354,12 @@ AXResult<QRect> UIElement::characterExtents(int offset, Coordinates coordinates)
                              {offset, uint(coordinates)}));
 }
 
+AXResult<int> UIElement::offsetAtPoint(QPoint point, Coordinates coordinates) const
+{
+    return intAnswer(invoke(*this, textInterface, "GetOffsetAtPoint",
+                            {point.x(), point.y(), uint(coordinates)}));
+}
+
 AXResult<UIElement> UIElement::embeddedObjectAt(int offset) const
 {
     const auto index = intAnswer(invoke(*this, hypertextInterface, "GetLinkIndex", {offset}));

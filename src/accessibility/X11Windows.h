@@ -26,8 +26,9 @@ QList<WindowInfo> clientWindows();
 // The window's frame on the root window, in device pixels, with the window
 // manager's decorations.
 std::optional<QRect> windowFrame(quint64 windowId);
-// Where the window's own (0, 0) lies on the root window.
+// Where the window's own (0, 0) lies on the root window, and its size.
 std::optional<QPoint> windowOrigin(quint64 windowId);
+std::optional<QSize> windowSize(quint64 windowId);
 
 // Asks the window manager to activate the window (_NET_ACTIVE_WINDOW with the
 // current server time, as a pager would).

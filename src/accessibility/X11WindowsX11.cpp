@@ -208,6 +208,16 @@ std::optional<QPoint> windowOrigin(quint64 windowId)
     return QPoint(x, y);
 }
 
+std::optional<QSize> windowSize(quint64 windowId)
+{
+    DisplayPtr d = openDisplay();
+    XWindowAttributes attributes;
+    if (!d || !XGetWindowAttributes(d.get(), Window(windowId), &attributes)) {
+        return std::nullopt;
+    }
+    return QSize(attributes.width, attributes.height);
+}
+
 bool activateWindow(quint64 windowId)
 {
     DisplayPtr d = openDisplay();

@@ -1,7 +1,11 @@
 #include "CopyMenuItem.h"
 
 #include "CaptureLog.h"
+#include "KeySynthesis.h"
 #include "X11Windows.h"
+
+#include <QElapsedTimer>
+#include <QThread>
 
 #include <QRegularExpression>
 
@@ -164,6 +168,40 @@ UIElement findEnabledCopyItem()
     }
     qCCritical(lcCapture).noquote() << "Copy item not found or not enabled";
     return {};
+}
+
+namespace {
+
+bool focusIsOnAMenu()
+{
+    const auto focused = SystemWideElement::focusedUIElement();
+    if (focused.failed() || !focused.value) {
+        return false;
+    }
+    const auto role = focused.value->role();
+    return !role.failed() && role.value &&
+           (*role.value == UIElement::Role::Menu || *role.value == UIElement::Role::MenuBar ||
+            *role.value == UIElement::Role::MenuItem);
+}
+
+} // namespace
+
+bool leaveMenuMode(int timeoutMs)
+{
+    if (!focusIsOnAMenu()) {
+        return true;
+    }
+    qCInfo(lcCapture).noquote() << "The application's menus kept the focus: leaving them";
+    KeySynthesis::post({{}, QStringLiteral("Escape")});
+    QElapsedTimer clock;
+    clock.start();
+    while (clock.elapsed() < timeoutMs) {
+        QThread::msleep(10);
+        if (!focusIsOnAMenu()) {
+            return true;
+        }
+    }
+    return false;
 }
 
 } // namespace CopyMenuItem

@@ -33,4 +33,11 @@ UIElement findCopyItemInMenuBar(const Application &application);
 // The enabled Copy item of the focused application, or a null element.
 UIElement findEnabledCopyItem();
 
+// Some applications (LibreOffice) leave their menu bar in keyboard mode
+// after one of its items was pressed through accessibility, so the next keys
+// (the paste) would go to the menus: when the focus is on a menu, Escape
+// ends that mode, as it would for a user. Waits until the focus has left the
+// menus, at most timeoutMs; answers whether it has.
+bool leaveMenuMode(int timeoutMs = 300);
+
 } // namespace CopyMenuItem

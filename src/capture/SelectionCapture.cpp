@@ -176,6 +176,19 @@ TextReadResult readByAXUI()
     text.remove(QChar(0));
     result.partial = ranges.value->size() > 1 || text.contains(objectReplacement);
     if (!result.partial) {
+        // In an editable text the cursor sits at one end of the selection. A
+        // toolkit whose selection lies elsewhere counts its offsets wrong
+        // (Chromium, after characters beyond the Basic Multilingual Plane),
+        // and its text is not what is selected.
+        const auto st = element.states();
+        const auto caret = element.caretOffset();
+        if (!st.failed() && (*st.value & UIElement::Editable) && !caret.failed() && caret.value &&
+            *caret.value != range.start && *caret.value != range.end) {
+            qCInfo(lcCapture).noquote() << "The selection's offsets and the text cursor disagree";
+            result.partial = true;
+        }
+    }
+    if (!result.partial) {
         const auto continues = continuesInNeighbour(element, range);
         if (continues.failed()) {
             result.answeredForText = false;
@@ -263,8 +276,12 @@ QFuture<std::optional<QString>> copyMenuStep()
             }
             getNextPasteboardContent(pressTrigger(item))
                 .then(mainContext(), [promise](const std::optional<QString> &text) {
-                    promise->addResult(text);
-                    promise->finish();
+                    AccessibilityThread::instance()
+                        .run([] { return CopyMenuItem::leaveMenuMode(); })
+                        .then(mainContext(), [promise, text](bool) {
+                            promise->addResult(text);
+                            promise->finish();
+                        });
                 });
         });
     return promise->future();

@@ -111,7 +111,8 @@ void PopupManager::place(CommandPopup *popup, const SelectionGeometry &geometry)
 {
     const PopupPlacement::FocusGeometry focus{geometry.selectionBounds, geometry.textInsertionPoint,
                                               geometry.focusedElementFrame,
-                                              geometry.focusedWindowFrame};
+                                              geometry.focusedWindowFrame,
+                                              geometry.insertionPointAround};
     const PopupPlacement::Anchor anchor = PopupPlacement::popupPosition(focus, QCursor::pos());
     for (const QString &line : anchor.log) {
         printLine(line);

@@ -35,6 +35,7 @@ Anchor popupPosition(const FocusGeometry &geometry, QPointF mousePosition)
         label = QStringLiteral("selection bounds");
     } else if (geometry.textInsertionPoint) {
         anchor.point = *geometry.textInsertionPoint;
+        anchor.around = geometry.insertionPointAround;
         label = QStringLiteral("text insertion point");
     } else if (geometry.focusedElementFrame) {
         const QRectF frame = *geometry.focusedElementFrame;
@@ -44,7 +45,10 @@ Anchor popupPosition(const FocusGeometry &geometry, QPointF mousePosition)
     }
 
     if (label.isEmpty()) {
-        anchor.point = mousePosition;
+        // The popup hangs below the pointer's arrow, not over what it points at.
+        anchor.point = mousePosition + QPointF(0, pointerHeight);
+        anchor.around = QRectF(mousePosition.x() - pointerHeight / 2, mousePosition.y() - pointerHeight / 2,
+                               pointerHeight, pointerHeight * 1.5);
         // The label is the console's established wording; the point itself is
         // in the same top-left-origin space as every other source here.
         anchor.log << QStringLiteral("Using mouse position (bottom-left): ") +
@@ -76,17 +80,30 @@ QRect popupFrame(const Anchor &anchor, QSize popupSize, QRect screenArea)
 {
     const int width = popupSize.width();
     const int height = popupSize.height();
+    const QRectF around = anchor.around.value_or(QRectF(anchor.point, QSizeF(0, 0)));
+    const int screenBottom = screenArea.bottom() + 1;
     int x = qRound(anchor.point.x() - width / 2.0);
     int y = qRound(anchor.point.y()) + gap;
-    if (y + height > screenArea.bottom() + 1) {
-        const qreal top =
-            anchor.around ? std::min(anchor.around->top(), anchor.point.y()) : anchor.point.y();
-        y = qRound(top) - gap - height;
+    if (y + height > screenBottom) {
+        const qreal top = std::min(around.top(), anchor.point.y());
+        const int above = qRound(top) - gap - height;
+        if (above >= screenArea.top()) {
+            y = above;
+        } else {
+            // Room neither below nor above: beside it, right or left.
+            const int right = qRound(around.right()) + gap;
+            const int left = qRound(around.left()) - gap - width;
+            if (right + width <= screenArea.right() + 1) {
+                x = right;
+            } else if (left >= screenArea.left()) {
+                x = left;
+            }
+            y = qRound(anchor.point.y() - height / 2.0);
+        }
     }
     x = std::clamp(x, screenArea.left(),
                    std::max(screenArea.left(), screenArea.right() + 1 - width));
-    y = std::clamp(y, screenArea.top(),
-                   std::max(screenArea.top(), screenArea.bottom() + 1 - height));
+    y = std::clamp(y, screenArea.top(), std::max(screenArea.top(), screenBottom - height));
     return QRect(x, y, width, height);
 }
 

@@ -29,8 +29,16 @@ private Q_SLOTS:
         QCOMPARE(anchor.point, QPointF(50, 450)); // bottom-left corner of the element
         QCOMPARE(anchor.log.first(), u"Using focused element (top-left): (50.0, 450.0)"_qs);
 
+        // The insertion point keeps what it belongs to, to open above it.
+        geometry.textInsertionPoint = QPointF(300, 420);
+        geometry.insertionPointAround = QRectF(295, 400, 10, 20);
+        anchor = popupPosition(geometry, QPointF(1, 1));
+        QCOMPARE(anchor.around, geometry.insertionPointAround);
+
+        // The pointer's arrow stays uncovered: the popup hangs below it.
         anchor = popupPosition(FocusGeometry{}, QPointF(12.5, 40));
-        QCOMPARE(anchor.point, QPointF(12.5, 40));
+        QCOMPARE(anchor.point, QPointF(12.5, 40 + pointerHeight));
+        QVERIFY(anchor.around->contains(QPointF(12.5, 40 + pointerHeight - 1)));
         QCOMPARE(anchor.log, QStringList{u"Using mouse position (bottom-left): (12.5, 40.0)"_qs});
     }
 
@@ -67,7 +75,7 @@ private Q_SLOTS:
     {
         FocusGeometry geometry;
         geometry.focusedWindowFrame = QRectF(0, 0, 400, 300);
-        const Anchor anchor = popupPosition(geometry, QPointF(3, 4));
+        const Anchor anchor = popupPosition(geometry, QPointF(3, 4 - pointerHeight));
         QCOMPARE(anchor.point, QPointF(200, 150));
     }
 
@@ -79,21 +87,30 @@ private Q_SLOTS:
         QTest::addColumn<QRect>("expected");
         const QRect screen(0, 0, 1920, 1080);
         QTest::newRow("below, centred")
-            << QPointF(500, 300) << QRectF() << screen << QRect(320, 304, 360, 340);
+            << QPointF(500, 300) << QRectF() << screen << QRect(320, 300 + gap, 360, 340);
         QTest::newRow("clamped at the left edge")
-            << QPointF(20, 300) << QRectF() << screen << QRect(0, 304, 360, 340);
+            << QPointF(20, 300) << QRectF() << screen << QRect(0, 300 + gap, 360, 340);
         QTest::newRow("clamped at the right edge")
-            << QPointF(1910, 300) << QRectF() << screen << QRect(1560, 304, 360, 340);
+            << QPointF(1910, 300) << QRectF() << screen << QRect(1560, 300 + gap, 360, 340);
         QTest::newRow("flipped above the selection")
             << QPointF(500, 1000) << QRectF(460, 980, 80, 20) << screen
-            << QRect(320, 980 - 4 - 340, 360, 340);
+            << QRect(320, 980 - gap - 340, 360, 340);
         QTest::newRow("flipped above a bare point")
-            << QPointF(500, 900) << QRectF() << screen << QRect(320, 900 - 4 - 340, 360, 340);
+            << QPointF(500, 900) << QRectF() << screen << QRect(320, 900 - gap - 340, 360, 340);
+        // A tall element on a short screen: neither below nor above has room,
+        // so the popup goes beside the element rather than over it.
+        QTest::newRow("beside, to the right")
+            << QPointF(300, 700) << QRectF(100, 100, 400, 600) << QRect(0, 0, 1280, 720)
+            << QRect(500 + gap, 720 - 340, 360, 340);
+        QTest::newRow("beside, to the left")
+            << QPointF(900, 700) << QRectF(700, 100, 400, 600) << QRect(0, 0, 1280, 720)
+            << QRect(700 - gap - 360, 720 - 340, 360, 340);
         QTest::newRow("second screen to the right")
             << QPointF(2000, 100) << QRectF() << QRect(1920, 0, 1280, 1024)
-            << QRect(1920, 104, 360, 340);
+            << QRect(1920, 100 + gap, 360, 340);
         QTest::newRow("screen lower than the popup")
-            << QPointF(100, 100) << QRectF() << QRect(0, 0, 800, 200) << QRect(0, 0, 360, 340);
+            << QPointF(100, 100) << QRectF() << QRect(0, 0, 800, 200)
+            << QRect(100 + gap, 0, 360, 340);
     }
 
     void theFrameStaysOnTheScreen()

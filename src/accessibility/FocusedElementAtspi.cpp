@@ -6,10 +6,19 @@
 
 namespace {
 
+// Whether a text holds the text cursor: LibreOffice leaves its focused state
+// on the paragraph the cursor left, but not the cursor (its offset is -1).
+bool holdsTheCursor(const UIElement &text)
+{
+    const auto caret = text.caretOffset();
+    return caret.failed() || !caret.value || *caret.value >= 0;
+}
+
 // How well a focused candidate stands for "where the user types": a text
-// with a place on screen beats a container (LibreOffice also marks the panel
-// around the paragraph focused) and a zero-sized document in a hidden frame
-// (Chromium marks those focused too).
+// holding the cursor, with a place on screen, beats a container (LibreOffice
+// also marks the panel around the paragraph focused), a paragraph the cursor
+// has left, and a zero-sized document in a hidden frame (Chromium marks those
+// focused too).
 int score(const UIElement &candidate, AXError *stall)
 {
     const auto interfaces = candidate.interfaces();
@@ -19,7 +28,11 @@ int score(const UIElement &candidate, AXError *stall)
         }
         return -1;
     }
-    int points = (*interfaces.value & unsigned(UIElement::Interface::Text)) ? 2 : 0;
+    const bool text = (*interfaces.value & unsigned(UIElement::Interface::Text)) != 0;
+    int points = text ? 2 : 0;
+    if (text && holdsTheCursor(candidate)) {
+        points += 2;
+    }
     const auto frame = candidate.frame();
     if (frame.failed() || !frame.value || !frame.value->isEmpty()) {
         // Toolkits that cannot tell screen coordinates still have a place.
@@ -28,7 +41,12 @@ int score(const UIElement &candidate, AXError *stall)
     return points;
 }
 
-AXResult<UIElement> best(const QList<UIElement> &candidates)
+// A focused text that does not hold the cursor is no answer: LibreOffice
+// leaves such paragraphs marked, and takes the mark off the real one while
+// another client grabs the keyboard (as the shortcut's key press does).
+constexpr int holdsCursorPoints = 4;
+
+AXResult<UIElement> best(const QList<UIElement> &candidates, int *bestScore = nullptr)
 {
     AXError stall = AXError::Success;
     UIElement chosen;
@@ -44,6 +62,9 @@ AXResult<UIElement> best(const QList<UIElement> &candidates)
             chosenScore = points;
         }
     }
+    if (bestScore) {
+        *bestScore = chosenScore;
+    }
     if (chosen.isNull()) {
         return AXResult<UIElement>::none();
     }
@@ -58,19 +79,22 @@ AXResult<UIElement> focusedByCollection(const UIElement &window)
     if (focused.failed()) {
         return AXResult<UIElement>::failure(focused.error);
     }
-    if (!focused.value->isEmpty()) {
-        return best(*focused.value);
+    int points = -1;
+    const auto found = best(*focused.value, &points);
+    if (found.failed() || (found.value && (points < 2 || points >= holdsCursorPoints))) {
+        return found;
     }
-    // A GTK 3 text view loses its focused state once a menu item was pressed
-    // through its action, and gets it back only when the window loses and
-    // regains the focus. The window is the active one, so its showing
-    // editable text that holds a selection, or else the only one there is,
-    // is the element the user works in.
-    const auto editable = window.descendantsWithStates(
-        UIElement::Editable | UIElement::Focusable | UIElement::Showing, 8);
+    // No focused text holds the cursor. A GTK 3 text view loses its focused
+    // state once a menu item was pressed through its action, LibreOffice's
+    // paragraph while the keyboard is grabbed. The window is the active one,
+    // so its showing editable text that holds a selection, or else the text
+    // cursor, is the element the user works in.
+    const auto editable =
+        window.descendantsWithStates(UIElement::Editable | UIElement::Showing, 64);
     if (editable.failed()) {
         return AXResult<UIElement>::failure(editable.error);
     }
+    UIElement withCursor;
     for (const UIElement &candidate : *editable.value) {
         const auto ranges = candidate.selections();
         if (ranges.failed()) {
@@ -82,11 +106,17 @@ AXResult<UIElement> focusedByCollection(const UIElement &window)
         if (!ranges.value->isEmpty()) {
             return AXResult<UIElement>::of(candidate);
         }
+        if (withCursor.isNull()) {
+            const auto caret = candidate.caretOffset();
+            if (!caret.failed() && caret.value && *caret.value >= 0) {
+                withCursor = candidate;
+            }
+        }
     }
-    if (editable.value->size() == 1) {
-        return AXResult<UIElement>::of(editable.value->constFirst());
+    if (!withCursor.isNull()) {
+        return AXResult<UIElement>::of(withCursor);
     }
-    return AXResult<UIElement>::none();
+    return found;
 }
 
 // Toolkits without Collection (Qt, GTK 4): a walk that enters only what is
@@ -160,7 +190,7 @@ QHash<QString, UIElement> &lastFocused()
 bool stillFocused(const UIElement &element)
 {
     const auto st = element.states();
-    return !st.failed() && (*st.value & UIElement::Focused);
+    return !st.failed() && (*st.value & UIElement::Focused) && holdsTheCursor(element);
 }
 
 } // namespace

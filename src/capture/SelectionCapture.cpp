@@ -186,6 +186,8 @@ TextReadResult readByAXUI()
             *caret.value != range.start && *caret.value != range.end) {
             qCInfo(lcCapture).noquote() << "The selection's offsets and the text cursor disagree";
             result.partial = true;
+            result.offsetsSuspect = true;
+            result.rangeLength = range.length();
         }
     }
     if (!result.partial) {
@@ -342,7 +344,13 @@ void runFallbacks(std::shared_ptr<QPromise<CaptureResult>> promise, TextReadResu
         if (text) {
             text->remove(QChar(0));
         }
-        if (text && !text->isEmpty() && ax.partial && !containsPart(*text, *ax.text)) {
+        // A source that claims the whole selection must agree with what the
+        // focused element shows of it.
+        const bool disagrees =
+            text && !text->isEmpty() && ax.partial &&
+            !(ax.offsetsSuspect ? hasReportedLength(*text, ax.rangeLength)
+                                : containsPart(*text, ax.text.value_or(QString())));
+        if (disagrees) {
             qCInfo(lcCapture).noquote()
                 << "The " + step.name + " does not hold the selection the application shows";
             text.reset();
@@ -371,6 +379,20 @@ QString withoutPlaceholders(QString text)
     text.remove(QChar(0));
     text.remove(objectReplacement);
     return text;
+}
+
+bool hasReportedLength(const QString &text, int length)
+{
+    qsizetype characters = 0;
+    qsizetype astral = 0;
+    for (qsizetype i = 0; i < text.size(); ++i) {
+        ++characters;
+        if (text.at(i).isHighSurrogate() && i + 1 < text.size() && text.at(i + 1).isLowSurrogate()) {
+            ++astral;
+            ++i;
+        }
+    }
+    return characters == length || characters - astral == length;
 }
 
 bool containsPart(const QString &whole, const QString &part)

@@ -31,6 +31,11 @@ struct TextReadResult {
     // The selection goes on beyond the focused element (other paragraphs,
     // embedded objects): the text above is not all of it.
     bool partial = false;
+    // The element's offsets disagree with its text cursor: its text is not
+    // what is selected, only the selection's length (in characters, or in
+    // UTF-16 units where astral characters count twice) can be trusted.
+    bool offsetsSuspect = false;
+    int rangeLength = 0;
     qint64 activeProcessId = 0;
 };
 
@@ -68,6 +73,10 @@ std::function<QFuture<AXError>()> pressTrigger(const UIElement &item);
 // selection, with U+FFFC where embedded objects stand), in order: a source
 // that claims the whole selection must contain what the focused element shows.
 bool containsPart(const QString &whole, const QString &part);
+// Whether text has the length an element reported for its selection, counted
+// either way a toolkit counts: in characters, or without astral characters
+// (a toolkit that loses one offset step for each of them).
+bool hasReportedLength(const QString &text, int length);
 // Drops the characters that are no text: NULs some toolkits add, and the
 // U+FFFC placeholders of embedded objects.
 QString withoutPlaceholders(QString text);

@@ -21,7 +21,17 @@ PopupManager &PopupManager::shared()
     return *instance;
 }
 
-PopupManager::PopupManager(QObject *parent) : QObject(parent) {}
+PopupManager::PopupManager(QObject *parent) : QObject(parent)
+{
+    m_releaseTimer.setSingleShot(true);
+    m_releaseTimer.setInterval(releaseWaitMs);
+    connect(&m_releaseTimer, &QTimer::timeout, this, [this] {
+        const auto pending = std::exchange(m_pendingCapture, {});
+        if (pending) {
+            pending();
+        }
+    });
+}
 
 void PopupManager::setOpenSettings(std::function<void()> openSettings)
 {
@@ -35,15 +45,49 @@ void PopupManager::setupGlobalShortcut()
         GlobalShortcuts::Name::showPopup(),
         [self] {
             if (self) {
+                self->m_shortcutHeld = true;
                 self->handleShortcut();
+            }
+        },
+        this);
+    GlobalShortcuts::onKeyUp(
+        GlobalShortcuts::Name::showPopup(),
+        [self] {
+            if (self) {
+                self->shortcutReleased();
             }
         },
         this);
 }
 
+void PopupManager::shortcutReleased()
+{
+    m_shortcutHeld = false;
+    m_releaseTimer.stop();
+    const auto pending = std::exchange(m_pendingCapture, {});
+    if (pending) {
+        pending();
+    }
+}
+
 void PopupManager::handleShortcut()
 {
     printLine(QStringLiteral("Hotkey pressed, getting selected text..."));
+    // While the shortcut's key is down, the X server holds the keyboard for
+    // Vellumo, and toolkits take that for a lost focus: GTK and LibreOffice
+    // then report no focused text. The selection is read once the key is
+    // up, or after a moment when it stays down.
+    auto capture = [this] { captureSelection(); };
+    if (!m_shortcutHeld) {
+        capture();
+        return;
+    }
+    m_pendingCapture = capture;
+    m_releaseTimer.start();
+}
+
+void PopupManager::captureSelection()
+{
     // The window that was active when the shortcut fired: the popup never
     // takes the focus, so it is also the one to paste into.
     const std::optional<X11Windows::WindowInfo> activeAtPress = X11Windows::activeWindow();

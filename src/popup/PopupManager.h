@@ -7,6 +7,7 @@
 
 #include <QObject>
 #include <QPointer>
+#include <QTimer>
 #include <functional>
 #include <optional>
 
@@ -46,8 +47,13 @@ Q_SIGNALS:
     void textReplaced();
 
 private:
+    // How long a held shortcut key delays the reading of the selection.
+    static constexpr int releaseWaitMs = 400;
+
     explicit PopupManager(QObject *parent = nullptr);
     void place(CommandPopup *popup, const SelectionGeometry &geometry);
+    void shortcutReleased();
+    void captureSelection();
 
     QPointer<CommandPopup> m_popover;
     // Kept for the target application; only ever cleared.
@@ -56,4 +62,7 @@ private:
     std::optional<X11Windows::WindowInfo> m_originalApp;
     AccessibilityService m_accessibility;
     std::function<void()> m_openSettings;
+    bool m_shortcutHeld = false;
+    std::function<void()> m_pendingCapture;
+    QTimer m_releaseTimer;
 };

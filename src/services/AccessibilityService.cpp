@@ -7,6 +7,7 @@
 
 #include <QGuiApplication>
 #include <QScreen>
+#include <functional>
 
 namespace {
 
@@ -166,13 +167,38 @@ SelectionGeometry gather()
         }
         return valueOf(element.offsetAtPoint(r->center(), coordinates));
     };
+    // Browsers put one placeholder character (U+FFFC) in a parent's text for
+    // each paragraph or link inside it: the place of such a character is the
+    // selected characters inside that object, found through its own selection.
+    std::function<std::optional<QRect>(const UIElement &, int, bool, int)> place =
+        [&](const UIElement &in, int offset, bool first, int depth) -> std::optional<QRect> {
+        if (depth < 4) {
+            const auto character = in.text({offset, offset + 1});
+            if (!character.failed() && character.value == QString(QChar(0xFFFC))) {
+                const auto object = in.embeddedObjectAt(offset);
+                if (!object.failed() && object.value) {
+                    const auto inner = object.value->selections();
+                    if (!inner.failed() && !inner.value->isEmpty()) {
+                        const UIElement::TextRange r =
+                            first ? inner.value->constFirst() : inner.value->constLast();
+                        return place(*object.value, first ? r.start : r.end - 1, first, depth + 1);
+                    }
+                    return valueOf(object.value->frame(Coordinates::Screen));
+                }
+            }
+        }
+        if (in == element) {
+            return extents(offset);
+        }
+        return valueOf(in.characterExtents(offset, coordinates));
+    };
     const auto ranges = element.selections();
     if (!ranges.failed() && !ranges.value->isEmpty()) {
         const UIElement::TextRange range = ranges.value->constFirst();
         answers.selectionStart = range.start;
         answers.selectionEnd = range.end;
-        answers.firstCharacter = extents(range.start);
-        answers.lastCharacter = extents(range.end - 1);
+        answers.firstCharacter = place(element, range.start, true, 0);
+        answers.lastCharacter = place(element, range.end - 1, false, 0);
         answers.characterAtFirst = characterAt(answers.firstCharacter);
         const auto count = element.characterCount();
         const bool atStart = range.start == 0;

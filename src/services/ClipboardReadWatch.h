@@ -6,9 +6,11 @@
 
 // Tells when one application asks Vellumo for the data it offers on the
 // clipboard (or on PRIMARY): the X server hands the owner of a selection a
-// request for each read, so the request is the moment the target has taken
-// the answer. Requests from other clients (clipboard managers) and for
-// anything but the text do not count. Main thread.
+// request for each read. An application may read more than once for one
+// paste (Chromium looks at a new clipboard on its own, then pastes), so
+// every request is reported: the text taken (read), and any question
+// (activity). Requests from other clients (clipboard managers) do not count.
+// Main thread.
 class ClipboardReadWatch : public QObject, public QAbstractNativeEventFilter {
     Q_OBJECT
 public:
@@ -20,12 +22,12 @@ public:
     bool nativeEventFilter(const QByteArray &eventType, void *message, qintptr *result) override;
 
 Q_SIGNALS:
-    // Queued: by the time it arrives, Qt has answered the request.
-    void read();
+    // Queued: by the time they arrive, Qt has answered the request.
+    void read();     // the answer's text was taken
+    void activity(); // any request, the text's included
 
 private:
     qint64 m_reader;
     QList<quint32> m_selections; // the selections' atoms
     QList<quint32> m_textTargets; // the targets that carry the answer's text
-    bool m_seen = false;
 };

@@ -59,7 +59,7 @@ ClipboardReadWatch::~ClipboardReadWatch()
 
 bool ClipboardReadWatch::nativeEventFilter(const QByteArray &eventType, void *message, qintptr *)
 {
-    if (m_seen || eventType != "xcb_generic_event_t") {
+    if (eventType != "xcb_generic_event_t") {
         return false;
     }
     const auto *event = static_cast<const xcb_generic_event_t *>(message);
@@ -67,7 +67,7 @@ bool ClipboardReadWatch::nativeEventFilter(const QByteArray &eventType, void *me
         return false;
     }
     const auto *request = reinterpret_cast<const xcb_selection_request_event_t *>(event);
-    if (!m_selections.contains(request->selection) || !m_textTargets.contains(request->target)) {
+    if (!m_selections.contains(request->selection)) {
         return false;
     }
     if (m_reader > 0) {
@@ -76,7 +76,9 @@ bool ClipboardReadWatch::nativeEventFilter(const QByteArray &eventType, void *me
             return false;
         }
     }
-    m_seen = true;
-    QMetaObject::invokeMethod(this, &ClipboardReadWatch::read, Qt::QueuedConnection);
+    if (m_textTargets.contains(request->target)) {
+        QMetaObject::invokeMethod(this, &ClipboardReadWatch::read, Qt::QueuedConnection);
+    }
+    QMetaObject::invokeMethod(this, &ClipboardReadWatch::activity, Qt::QueuedConnection);
     return false;
 }

@@ -102,9 +102,9 @@ private:
             reader = target->processId;
         }
         m_watch = std::make_unique<ClipboardReadWatch>(reader, true, m_paste.alsoPrimary);
-        connect(m_watch.get(), &ClipboardReadWatch::read, this, [this] {
-            m_read = true;
-        });
+        connect(m_watch.get(), &ClipboardReadWatch::read, this, [this] { m_read = true; });
+        connect(m_watch.get(), &ClipboardReadWatch::activity, this,
+                [this] { m_lastRequest.restart(); });
         QClipboard *clipboard = QGuiApplication::clipboard();
         clipboard->setMimeData(answerData(m_text), QClipboard::Clipboard);
         if (m_paste.alsoPrimary) {
@@ -125,9 +125,17 @@ private:
         if ((m_target != 0 && !X11Windows::windowExists(m_target)) || !activeTarget()) {
             return finish(Outcome::TargetGone);
         }
+        // Reads before the chord (an application looking at a new clipboard
+        // on its own) are not the paste.
+        m_read = false;
         KeySynthesis::post(m_paste.chord);
+        m_lastRequest.restart();
         repeatUntil(
-            TextManipulationService::readTimeoutMs, [this] { return m_read; },
+            TextManipulationService::readTimeoutMs,
+            [this] {
+                return m_read &&
+                       m_lastRequest.elapsed() >= TextManipulationService::readSettleMs;
+            },
             [this] {
                 QClipboard *clipboard = QGuiApplication::clipboard();
                 if (clipboard->ownsClipboard()) {
@@ -160,6 +168,7 @@ private:
     std::unique_ptr<ClipboardReadWatch> m_watch;
     QTimer m_timer;
     QElapsedTimer m_clock;
+    QElapsedTimer m_lastRequest;
     std::function<void()> m_step;
     bool m_offered = false;
     bool m_read = false;

@@ -39,6 +39,9 @@ public:
     // A busy application reads the clipboard late; after this, the answer is
     // left on the clipboard.
     static constexpr int readTimeoutMs = 5000;
+    // An application may ask several times for one paste: the clipboard is
+    // cleared once it has taken the text and asked nothing more for this long.
+    static constexpr int readSettleMs = 250;
     static constexpr int modifierReleaseTimeoutMs = 2000;
     static constexpr int checkIntervalMs = 10;
 };

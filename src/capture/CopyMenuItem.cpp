@@ -184,24 +184,33 @@ bool focusIsOnAMenu()
             *role.value == UIElement::Role::MenuItem);
 }
 
+bool inMenus()
+{
+    // An open menu holds the keyboard, even one the toolkit does not show.
+    return KeySynthesis::keyboardGrabbedByAnother() || focusIsOnAMenu();
+}
+
 } // namespace
 
 bool leaveMenuMode(int timeoutMs)
 {
-    if (!focusIsOnAMenu()) {
-        return true;
-    }
-    qCInfo(lcCapture).noquote() << "The application's menus kept the focus: leaving them";
-    KeySynthesis::post({{}, QStringLiteral("Escape")});
-    QElapsedTimer clock;
-    clock.start();
-    while (clock.elapsed() < timeoutMs) {
-        QThread::msleep(10);
-        if (!focusIsOnAMenu()) {
+    // An open menu takes one Escape, the menu bar's keyboard mode another.
+    for (int round = 0; round < 3; ++round) {
+        if (!inMenus()) {
             return true;
         }
+        qCInfo(lcCapture).noquote() << "The application's menus kept the focus: leaving them";
+        KeySynthesis::post({{}, QStringLiteral("Escape")});
+        QElapsedTimer clock;
+        clock.start();
+        while (clock.elapsed() < timeoutMs / 3) {
+            QThread::msleep(10);
+            if (!inMenus()) {
+                return true;
+            }
+        }
     }
-    return false;
+    return !inMenus();
 }
 
 } // namespace CopyMenuItem

@@ -27,6 +27,10 @@ QString keysym(KeyEvent::Key key);
 QList<QString> modifierKeysyms(KeyEvent::Modifier modifier);
 Chord chordFor(const KeyEvent &event);
 
+// True when another client holds the keyboard (an open menu does): a grab of
+// our own is refused then.
+bool keyboardGrabbedByAnother();
+
 // True when the user holds Shift, Control, Alt or Super right now.
 bool modifiersHeld();
 // Waits (blocking, in 10 ms steps) until no modifier is held, at most

@@ -207,6 +207,22 @@ bool post(const Chord &chord, bool sendKeyUp)
     return true;
 }
 
+bool keyboardGrabbedByAnother()
+{
+    DisplayPtr d(XOpenDisplay(nullptr));
+    if (!d) {
+        return false;
+    }
+    const int status = XGrabKeyboard(d.get(), DefaultRootWindow(d.get()), False, GrabModeAsync,
+                                     GrabModeAsync, CurrentTime);
+    if (status == GrabSuccess) {
+        XUngrabKeyboard(d.get(), CurrentTime);
+        XSync(d.get(), False);
+        return false;
+    }
+    return status == AlreadyGrabbed || status == GrabFrozen;
+}
+
 bool modifiersHeld()
 {
     DisplayPtr d(XOpenDisplay(nullptr));

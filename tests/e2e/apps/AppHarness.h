@@ -107,6 +107,9 @@ public:
     virtual bool acceptsPaste() const { return true; }
     // After a paste at a prompt: what the prompt received (terminals).
     virtual std::optional<QString> submittedLine() { return std::nullopt; }
+    // Whether the application has an Edit menu with a Copy item that
+    // accessibility can press.
+    virtual bool hasCopyMenuItem() const { return false; }
 };
 
 // The target of that name: mousepad, gedit, gnome-text-editor, featherpad,

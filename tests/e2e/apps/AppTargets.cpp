@@ -137,6 +137,7 @@ public:
         QStringList findWindow; // xdotool search arguments; empty: by the process id
         bool tellsThePlace = true;
         int startTimeoutMs = 20000;
+        bool copyMenuItem = false;
     };
 
     explicit KeyboardTarget(Spec spec) : m_spec(std::move(spec)) {}
@@ -225,6 +226,7 @@ public:
     bool undo() override { return keys({QStringLiteral("ctrl+z")}); }
 
     bool tellsThePlace(Kind) const override { return m_spec.tellsThePlace; }
+    bool hasCopyMenuItem() const override { return m_spec.copyMenuItem; }
 
 protected:
     // Writes the document the application opens.
@@ -642,8 +644,8 @@ std::unique_ptr<Target> makeTarget(const QString &name)
 {
     const QString file = homeDir() + QStringLiteral("/document.txt");
     if (name == u"mousepad" || name == u"gedit" || name == u"featherpad") {
-        return std::make_unique<FileEditor>(
-            KeyboardTarget::Spec{name, name, {file}, {}, {}, name != u"featherpad"});
+        return std::make_unique<FileEditor>(KeyboardTarget::Spec{
+            name, name, {file}, {}, {}, name != u"featherpad", 20000, name != u"gedit"});
     }
     if (name == u"gnome-text-editor") {
         return std::make_unique<FileEditor>(KeyboardTarget::Spec{
@@ -670,7 +672,8 @@ std::unique_ptr<Target> makeTarget(const QString &name)
             {},
             {QStringLiteral("--name"), QStringLiteral("document.fodt")},
             true,
-            60000});
+            60000,
+            true});
     }
     if (name == u"chromium-textarea" || name == u"chromium-contenteditable") {
         const QString page = homeDir() + QStringLiteral("/") + name + QStringLiteral(".html");

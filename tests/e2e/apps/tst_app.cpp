@@ -250,7 +250,7 @@ private Q_SLOTS:
         QCOMPARE(m_target->contents(), baseline);
     }
 
-    // Last: what the user selected and what came back never reach the output.
+    // What the user selected and what came back never reach the output.
     void theOutputCarriesNoUserText()
     {
         const QString output = m_vellumo.output();
@@ -258,6 +258,73 @@ private Q_SLOTS:
         for (const QString &text : std::as_const(m_private)) {
             QVERIFY2(!output.contains(text.trimmed()), qPrintable(text));
         }
+    }
+
+    // Last, with a Vellumo of its own: the application's Copy menu item
+    // alone reads the selection (the earlier sources are switched off), and
+    // the user's clipboard is put back after it.
+    void theCopyMenuItemAloneReadsTheSelection()
+    {
+        if (!m_target->hasCopyMenuItem()) {
+            QSKIP("no Copy menu item that accessibility can press");
+        }
+        m_vellumo.stop();
+        QVERIFY(m_vellumo.start({QStringLiteral("VELLUMO_CAPTURE_SOURCES=copy-menu")}));
+        QVERIFY(m_target->focusText());
+        const auto baseline = m_target->contents();
+        QVERIFY(baseline);
+
+        // Escape: the selection was copied to be read, and the user's
+        // clipboard is back.
+        QVERIFY(m_target->select(Kind::Lines));
+        const auto truth = m_target->selectionTruth();
+        QVERIFY(truth);
+        offerUserClipboard();
+        qsizetype mark = m_vellumo.mark();
+        QVERIFY(keys({shortcut}));
+        QVERIFY2(m_vellumo.waitFor(QStringLiteral("Popup created and shown"), mark),
+                 qPrintable(m_vellumo.output().mid(mark)));
+        QTRY_VERIFY(popupFrame());
+        grabScreen(m_target->name() + QStringLiteral("-copy-menu-popup"));
+        QVERIFY(keys({QStringLiteral("Escape")}));
+        QTRY_VERIFY2(!popupFrame(), qPrintable(m_vellumo.output().mid(mark)));
+        QCOMPARE(userClipboardProblem(), QString());
+
+        // A replacement through it.
+        const QString answer = QStringLiteral("Über den Menüpunkt kopiert");
+        QVERIFY(m_fake.setAnswer(answer));
+        mark = m_vellumo.mark();
+        QVERIFY(keys({shortcut}));
+        QVERIFY2(m_vellumo.waitFor(QStringLiteral("Popup created and shown"), mark),
+                 qPrintable(m_vellumo.output().mid(mark)));
+        QTRY_VERIFY(popupFrame());
+        QVERIFY(typeText(QStringLiteral("zz")));
+        mark = m_vellumo.mark();
+        QVERIFY(keys({QStringLiteral("Return")}));
+        QVERIFY2(m_vellumo.waitFor(QStringLiteral("Text replacement done"), mark),
+                 qPrintable(m_vellumo.output().mid(mark)));
+        QCOMPARE(sentSelection(), *truth);
+        QVERIFY(clipboardTargets().isEmpty());
+        QString expected = *baseline;
+        expected.replace(*truth, answer);
+        QTRY_COMPARE_WITH_TIMEOUT(m_target->contents().value_or(QString()), expected, 5000);
+        QVERIFY(m_target->undo());
+        QTRY_COMPARE_WITH_TIMEOUT(m_target->contents().value_or(QString()), *baseline, 5000);
+
+        // Nothing selected: nothing copied, no popup, the clipboard as it was.
+        QVERIFY(m_target->select(Kind::Word));
+        QVERIFY(m_target->clearSelection());
+        offerUserClipboard();
+        mark = m_vellumo.mark();
+        QElapsedTimer clock;
+        clock.start();
+        QVERIFY(keys({shortcut}));
+        QVERIFY2(m_vellumo.waitFor(QStringLiteral("No text selected"), mark, 5000),
+                 qPrintable(m_vellumo.output().mid(mark)));
+        qInfo("no selection through the Copy menu item: %lld ms", qint64(clock.elapsed()));
+        QVERIFY2(!popupFrame(), qPrintable(m_vellumo.output().mid(mark)));
+        QCOMPARE(userClipboardProblem(), QString());
+        QVERIFY(!m_vellumo.output().contains(answer));
     }
 };
 

@@ -395,7 +395,8 @@ Vellumo::~Vellumo()
     stop();
 }
 
-bool Vellumo::start(const QStringList &environment)
+bool Vellumo::start(const QStringList &environment, const QStringList &arguments,
+                    bool waitForShortcut)
 {
     m_out.clear();
     QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
@@ -404,9 +405,12 @@ bool Vellumo::start(const QStringList &environment)
     }
     m_process.setProcessEnvironment(env);
     m_process.setProcessChannelMode(QProcess::MergedChannels);
-    m_process.start(qEnvironmentVariable("VELLUMO_BINARY"), {});
+    m_process.start(qEnvironmentVariable("VELLUMO_BINARY"), arguments);
     if (!m_process.waitForStarted(10000)) {
         return false;
+    }
+    if (!waitForShortcut) {
+        return true;
     }
     // The shortcut is hooked once the start-up check is done; nothing is
     // printed then, so the grab itself is what is waited for.

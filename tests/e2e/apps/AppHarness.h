@@ -65,7 +65,10 @@ bool shortcutHeldByAnother();
 class Vellumo {
 public:
     ~Vellumo();
-    bool start(const QStringList &environment = {});
+    // Waits until the shortcut is hooked, unless told not to (when the test
+    // itself holds it).
+    bool start(const QStringList &environment = {}, const QStringList &arguments = {},
+               bool waitForShortcut = true);
     void stop();
     bool isRunning() const;
     QString output();

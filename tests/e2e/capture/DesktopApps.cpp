@@ -82,6 +82,15 @@ void stop(App &app)
     app.window = 0;
 }
 
+quint64 findWindowByName(const QString &name)
+{
+    const QByteArray out =
+        runServing(QStringLiteral("xdotool"), {QStringLiteral("search"),
+                                               QStringLiteral("--onlyvisible"),
+                                               QStringLiteral("--name"), name});
+    return QString::fromLatin1(out).split(u'\n').value(0).trimmed().toULongLong();
+}
+
 bool xdotool(const QStringList &arguments)
 {
     int code = -1;

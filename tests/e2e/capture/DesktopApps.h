@@ -19,6 +19,9 @@ struct App {
 App start(const QString &program, const QStringList &arguments, int timeoutMs = 20000);
 void stop(App &app);
 
+// The first visible window whose title matches name, or 0.
+quint64 findWindowByName(const QString &name);
+
 // Runs xdotool with arguments and waits for it; true on success.
 bool xdotool(const QStringList &arguments);
 // Activates the window and waits until it is the active one.

@@ -165,6 +165,17 @@ UIElement findEnabledCopyItem()
             qCInfo(lcCapture).noquote() << "Found enabled copy item in frontmost application menu";
             return item;
         }
+        // LibreOffice updates its menu items' states for accessibility only
+        // when a menu opens, so "disabled" may be old news. An item that can
+        // be pressed is pressed: a really disabled one copies nothing, which
+        // the clipboard then shows.
+        const auto interfaces = item.interfaces();
+        if (!states.failed() && !interfaces.failed() &&
+            (*interfaces.value & unsigned(UIElement::Interface::Action))) {
+            qCInfo(lcCapture).noquote()
+                << "Found copy item in frontmost application menu, said to be disabled";
+            return item;
+        }
     }
     qCCritical(lcCapture).noquote() << "Copy item not found or not enabled";
     return {};

@@ -30,7 +30,9 @@ QList<int> menuSearchOrder(int menuCount, int editIndex = editMenuIndex);
 
 bool isCopyMenuItem(const UIElement &element);
 UIElement findCopyItemInMenuBar(const Application &application);
-// The enabled Copy item of the focused application, or a null element.
+// The Copy item of the focused application when it is enabled, or when it can
+// be pressed although it reports itself disabled (a state some applications
+// do not keep current); else a null element.
 UIElement findEnabledCopyItem();
 
 // Some applications (LibreOffice) leave their menu bar in keyboard mode

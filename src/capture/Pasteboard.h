@@ -30,6 +30,9 @@ public:
     QFuture<bool> savePasteboardContents();
     // Puts the snapshot back and empties the slot; without one, does nothing.
     void restorePasteboardContents();
+    // Empties the slot without putting anything back (nothing was copied over
+    // the user's clipboard, which stays with its own owner).
+    void discardSnapshot() { m_snapshot.reset(); }
     bool hasSnapshot() const { return m_snapshot.has_value(); }
 
     // The plain text on the clipboard, or nothing when it holds no text.

@@ -70,8 +70,12 @@ AXResult<bool> continuesInNeighbour(const UIElement &element, UIElement::TextRan
     }
     const auto parent = element.parent();
     const auto index = element.indexInParent();
-    if (parent.failed() || index.failed()) {
-        return AXResult<bool>::failure(parent.failed() ? parent.error : index.error);
+    // Only a stalled application fails the read; one without neighbours to
+    // tell of has none.
+    for (const AXError error : {parent.error, index.error}) {
+        if (error == AXError::CannotComplete) {
+            return AXResult<bool>::failure(error);
+        }
     }
     if (!parent.value || !index.value) {
         return AXResult<bool>::of(false);
@@ -81,7 +85,7 @@ AXResult<bool> continuesInNeighbour(const UIElement &element, UIElement::TextRan
             continue;
         }
         const auto sibling = parent.value->childAt(neighbour);
-        if (sibling.failed()) {
+        if (sibling.failed() && sibling.error == AXError::CannotComplete) {
             return AXResult<bool>::failure(sibling.error);
         }
         if (!sibling.value) {
@@ -92,10 +96,10 @@ AXResult<bool> continuesInNeighbour(const UIElement &element, UIElement::TextRan
             continue;
         }
         const auto ranges = sibling.value->selections();
-        if (ranges.failed()) {
+        if (ranges.failed() && ranges.error == AXError::CannotComplete) {
             return AXResult<bool>::failure(ranges.error);
         }
-        if (!ranges.value->isEmpty()) {
+        if (!ranges.failed() && !ranges.value->isEmpty()) {
             return AXResult<bool>::of(true);
         }
     }
@@ -249,7 +253,13 @@ private:
     {
         m_done = true;
         m_timer.stop();
-        Pasteboard::general().restorePasteboardContents();
+        Pasteboard &pasteboard = Pasteboard::general();
+        if (pasteboard.changeCount() != m_baseline) {
+            pasteboard.restorePasteboardContents();
+        } else {
+            // Nothing was copied: the user's clipboard stays with its owner.
+            pasteboard.discardSnapshot();
+        }
         m_promise->addResult(std::move(result));
         m_promise->finish();
         deleteLater();
@@ -392,7 +402,7 @@ bool hasReportedLength(const QString &text, int length)
             ++i;
         }
     }
-    return characters == length || characters - astral == length;
+    return characters == length || characters - astral == length || text.size() == length;
 }
 
 bool containsPart(const QString &whole, const QString &part)
@@ -482,7 +492,12 @@ getNextPasteboardContent(const std::function<QFuture<AXError>()> &trigger)
                 if (error != AXError::Success) {
                     qCCritical(lcCapture).noquote()
                         << "Failed to execute trigger action: " + axErrorText(error);
-                    Pasteboard::general().restorePasteboardContents();
+                    Pasteboard &pasteboard = Pasteboard::general();
+                    if (pasteboard.changeCount() != baseline) {
+                        pasteboard.restorePasteboardContents();
+                    } else {
+                        pasteboard.discardSnapshot();
+                    }
                     return answer(std::nullopt);
                 }
                 new PasteboardPoll(baseline, promise); // owned by the application, deletes itself

@@ -74,8 +74,8 @@ std::function<QFuture<AXError>()> pressTrigger(const UIElement &item);
 // that claims the whole selection must contain what the focused element shows.
 bool containsPart(const QString &whole, const QString &part);
 // Whether text has the length an element reported for its selection, counted
-// either way a toolkit counts: in characters, or without astral characters
-// (a toolkit that loses one offset step for each of them).
+// any way a toolkit counts: in characters, in UTF-16 units, or without astral
+// characters (a toolkit that loses one offset step for each of them).
 bool hasReportedLength(const QString &text, int length);
 // Drops the characters that are no text: NULs some toolkits add, and the
 // U+FFFC placeholders of embedded objects.

@@ -440,6 +440,11 @@ bool Vellumo::isRunning() const
     return m_process.state() == QProcess::Running;
 }
 
+qint64 Vellumo::pid() const
+{
+    return m_process.processId();
+}
+
 QString Vellumo::output()
 {
     m_out += QString::fromUtf8(m_process.readAll());

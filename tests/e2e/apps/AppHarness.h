@@ -71,6 +71,7 @@ public:
                bool waitForShortcut = true);
     void stop();
     bool isRunning() const;
+    qint64 pid() const;
     QString output();
     qsizetype mark();
     // Waits until text has been printed after mark.

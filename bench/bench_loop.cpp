@@ -20,10 +20,12 @@
 #include <QElapsedTimer>
 #include <QFile>
 #include <QGuiApplication>
+#include <QHash>
 #include <QProcess>
 #include <QTest>
 #include <algorithm>
 #include <cstdio>
+#include <poll.h>
 #include <unistd.h>
 #include <vector>
 #include <xcb/xcb.h>
@@ -61,6 +63,42 @@ public:
     ~Keyboard() { XCloseDisplay(m_display); }
     bool ok() const { return m_display != nullptr; }
     int keycode(KeySym sym) const { return XKeysymToKeycode(m_display, sym); }
+
+    // Waits until no client holds the keyboard: a press meanwhile would go to
+    // the holder (a popup that is closing), not to the shortcut.
+    bool waitUntilFree(int timeoutMs)
+    {
+        QDeadlineTimer deadline(timeoutMs);
+        while (!deadline.hasExpired()) {
+            const int status = XGrabKeyboard(m_display, DefaultRootWindow(m_display), False,
+                                             GrabModeAsync, GrabModeAsync, CurrentTime);
+            if (status == GrabSuccess) {
+                XUngrabKeyboard(m_display, CurrentTime);
+                XSync(m_display, False);
+                return true;
+            }
+            QTest::qWait(2);
+        }
+        return false;
+    }
+
+    // Waits until another client holds the keyboard (our own grab is refused).
+    bool waitUntilGrabbed(int timeoutMs)
+    {
+        QDeadlineTimer deadline(timeoutMs);
+        while (!deadline.hasExpired()) {
+            const int status = XGrabKeyboard(m_display, DefaultRootWindow(m_display), False,
+                                             GrabModeAsync, GrabModeAsync, CurrentTime);
+            if (status == GrabSuccess) {
+                XUngrabKeyboard(m_display, CurrentTime);
+                XSync(m_display, False);
+                QTest::qWait(2);
+                continue;
+            }
+            return true;
+        }
+        return false;
+    }
 
     void chord(std::initializer_list<KeySym> keys)
     {
@@ -105,8 +143,13 @@ private:
     double waitFor(const double &value, int timeoutMs)
     {
         QDeadlineTimer deadline(timeoutMs);
+        pump();
         while (value < 0 && !deadline.hasExpired()) {
-            QCoreApplication::processEvents(QEventLoop::AllEvents, 1);
+            // Sleeps until the X server says something (or 5 ms pass, for
+            // this process's own events): no busy waiting beside the figures.
+            pollfd fd{xcb_get_file_descriptor(m_connection), POLLIN, 0};
+            ::poll(&fd, 1, 5);
+            QCoreApplication::processEvents(QEventLoop::AllEvents);
             pump();
         }
         return value;
@@ -138,8 +181,18 @@ private:
 struct ProcessFigures {
     long rssKiB = -1;
     long threads = -1;
-    long switches = -1; // voluntary and involuntary, over every thread
+    QHash<QString, long> switches; // voluntary and involuntary, by thread
 };
+
+// Context switches between two readings: how often the threads woke up.
+long wakeupsBetween(const ProcessFigures &from, const ProcessFigures &to)
+{
+    long total = 0;
+    for (auto it = to.switches.cbegin(); it != to.switches.cend(); ++it) {
+        total += it.value() - from.switches.value(it.key(), 0);
+    }
+    return total;
+}
 
 ProcessFigures figures(qint64 pid)
 {
@@ -155,7 +208,6 @@ ProcessFigures figures(qint64 pid)
         }
     }
     const QDir tasks(QStringLiteral("/proc/%1/task").arg(pid));
-    f.switches = 0;
     for (const QString &task : tasks.entryList(QDir::Dirs | QDir::NoDotAndDotDot)) {
         QFile file(tasks.filePath(task) + QStringLiteral("/status"));
         if (!file.open(QIODevice::ReadOnly)) {
@@ -163,7 +215,7 @@ ProcessFigures figures(qint64 pid)
         }
         for (const QByteArray &line : file.readAll().split('\n')) {
             if (line.contains("ctxt_switches:")) {
-                f.switches += line.mid(line.indexOf(':') + 1).trimmed().toLong();
+                f.switches[task] += line.mid(line.indexOf(':') + 1).trimmed().toLong();
             }
         }
     }
@@ -218,6 +270,7 @@ int main(int argc, char **argv)
         return 1;
     }
     qputenv("VELLUMO_BINARY", VELLUMO_BINARY);
+    qputenv("VELLUMO_SOURCE_DIR", VELLUMO_SOURCE_DIR);
     QGuiApplication app(argc, argv);
     clock_.start();
     const int presses = argc > 1 ? std::max(60, QByteArray(argv[1]).toInt()) : 500;
@@ -269,6 +322,7 @@ int main(int argc, char **argv)
     for (int i = 0; i < presses; ++i) {
         for (int s = 0; s < 2; ++s) {
             Side &side = sides[s];
+            keyboard.waitUntilFree(1000);
             watcher.clear();
             const double pressed = now();
             if (s == 0) {
@@ -288,7 +342,11 @@ int main(int argc, char **argv)
                     ++side.misplaced;
                 }
             }
-            keyboard.chord({XK_Escape});
+            if (s == 0) {
+                // Escape reaches the popup once it holds the keyboard.
+                keyboard.waitUntilGrabbed(1000);
+                keyboard.chord({XK_Escape});
+            }
             watcher.unmapped(2000);
             if (int(side.latencies.size()) == 50) {
                 side.after50 = figures(pids[s]);
@@ -303,7 +361,7 @@ int main(int argc, char **argv)
     const ProcessFigures idleStart[2] = {figures(pids[0]), figures(pids[1])};
     QTest::qWait(30000);
     for (int s = 0; s < 2; ++s) {
-        sides[s].idleWakeups = figures(pids[s]).switches - idleStart[s].switches;
+        sides[s].idleWakeups = wakeupsBetween(idleStart[s], figures(pids[s]));
     }
 
     // Return to the replacement's end, Vellumo alone.
@@ -311,11 +369,13 @@ int main(int argc, char **argv)
     for (int i = 0; i < 20; ++i) {
         editor->focusText();
         editor->select(Kind::Line);
+        keyboard.waitUntilFree(1000);
         watcher.clear();
         keyboard.chord({XK_Control_L, XK_Super_L, XK_slash});
         if (watcher.mapped(2000) < 0) {
             continue;
         }
+        keyboard.waitUntilGrabbed(1000);
         const qsizetype mark = vellumo.mark();
         const double returned = now();
         keyboard.chord({XK_Return});

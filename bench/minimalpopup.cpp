@@ -1,11 +1,13 @@
 // The yardstick of bench_loop: the least a Qt program can do for the same
 // visible thing. It grabs Ctrl+Super+. on the root window and, on each press,
-// shows a frameless 360 by 340 popup below the mouse pointer; Escape or a
-// click outside closes it. Nothing else: no accessibility, no clipboard.
+// shows a frameless 360 by 340 popup below the mouse pointer, which closes by
+// itself 150 ms later (or on Escape). Nothing else: no accessibility, no
+// clipboard.
 #include <QAbstractNativeEventFilter>
 #include <QApplication>
 #include <QCursor>
 #include <QKeyEvent>
+#include <QTimer>
 #include <QWidget>
 #include <xcb/xcb.h>
 
@@ -60,6 +62,9 @@ public:
         m_popup.move(QCursor::pos() + QPoint(-180, 20));
         m_popup.show();
         m_popup.activateWindow();
+        // It goes away by itself, so that whatever a popup's keyboard grab
+        // does is no part of the measure.
+        QTimer::singleShot(150, &m_popup, &QWidget::close);
         return true;
     }
 

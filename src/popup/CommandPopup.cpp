@@ -2,6 +2,9 @@
 
 #include "Compositor.h"
 #include "ContentView.h"
+#include "KeyboardGrab.h"
+
+#include <QTimer>
 
 #include <QVBoxLayout>
 
@@ -27,4 +30,18 @@ void CommandPopup::showAt(const QRect &panelFrame)
     show();
     raise();
     activateWindow();
+    takeKeyboard();
+}
+
+void CommandPopup::takeKeyboard()
+{
+    if (!isVisible() || !windowHandle()) {
+        return;
+    }
+    const KeyboardGrab::Outcome outcome = KeyboardGrab::take(windowHandle());
+    // Another client's grab (an application's open menu) ends soon: try
+    // again shortly, for a little while.
+    if (outcome == KeyboardGrab::Outcome::HeldByAnother && ++m_grabAttempts < 50) {
+        QTimer::singleShot(10, this, &CommandPopup::takeKeyboard);
+    }
 }

@@ -25,5 +25,8 @@ public:
     static constexpr QSize panelSize{360, 340};
 
 private:
+    void takeKeyboard();
+
     ContentView *m_contentView;
+    int m_grabAttempts = 0;
 };

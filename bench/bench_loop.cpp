@@ -182,14 +182,21 @@ struct ProcessFigures {
     long rssKiB = -1;
     long threads = -1;
     QHash<QString, long> switches; // voluntary and involuntary, by thread
+    QHash<QString, QString> names; // by thread
 };
 
-// Context switches between two readings: how often the threads woke up.
-long wakeupsBetween(const ProcessFigures &from, const ProcessFigures &to)
+// Context switches between two readings: how often the threads woke up, in
+// all and by the threads that did.
+long wakeupsBetween(const ProcessFigures &from, const ProcessFigures &to,
+                    QStringList *byThread = nullptr)
 {
     long total = 0;
     for (auto it = to.switches.cbegin(); it != to.switches.cend(); ++it) {
-        total += it.value() - from.switches.value(it.key(), 0);
+        const long woke = it.value() - from.switches.value(it.key(), 0);
+        total += woke;
+        if (byThread && woke > 0) {
+            byThread->append(QStringLiteral("%1 %2").arg(to.names.value(it.key())).arg(woke));
+        }
     }
     return total;
 }
@@ -213,6 +220,10 @@ ProcessFigures figures(qint64 pid)
         if (!file.open(QIODevice::ReadOnly)) {
             continue;
         }
+        QFile comm(tasks.filePath(task) + QStringLiteral("/comm"));
+        if (comm.open(QIODevice::ReadOnly)) {
+            f.names[task] = QString::fromUtf8(comm.readAll().trimmed());
+        }
         for (const QByteArray &line : file.readAll().split('\n')) {
             if (line.contains("ctxt_switches:")) {
                 f.switches[task] += line.mid(line.indexOf(':') + 1).trimmed().toLong();
@@ -230,6 +241,7 @@ struct Side {
     ProcessFigures after50;
     ProcessFigures afterAll;
     long idleWakeups = -1;
+    QStringList wokeThreads;
 };
 
 void row(const char *label, const QString &a, const QString &b, const QString &ratio = QString())
@@ -361,7 +373,7 @@ int main(int argc, char **argv)
     const ProcessFigures idleStart[2] = {figures(pids[0]), figures(pids[1])};
     QTest::qWait(30000);
     for (int s = 0; s < 2; ++s) {
-        sides[s].idleWakeups = wakeupsBetween(idleStart[s], figures(pids[s]));
+        sides[s].idleWakeups = wakeupsBetween(idleStart[s], figures(pids[s]), &sides[s].wokeThreads);
     }
 
     // Return to the replacement's end, Vellumo alone.
@@ -415,6 +427,9 @@ int main(int argc, char **argv)
         QString::number(v.afterAll.threads), QString::number(m.afterAll.threads));
     row("wake-ups in 30 s of idle afterwards", QString::number(v.idleWakeups),
         QString::number(m.idleWakeups));
+    if (!v.wokeThreads.isEmpty()) {
+        std::printf("  vellumo's threads that woke: %s\n", qPrintable(v.wokeThreads.join(QStringLiteral(", "))));
+    }
     std::printf("\nReturn to replacement done (0.1 s hand-off, then until the editor has read\n"
                 "the answer and asked nothing more for 0.25 s), %zu runs: median %s, 90th "
                 "percentile %s\n",

@@ -33,6 +33,17 @@ void CommandPopup::showAt(const QRect &panelFrame)
     takeKeyboard();
 }
 
+void CommandPopup::hideEvent(QHideEvent *event)
+{
+    QWidget::hideEvent(event);
+    // A popup that closed itself (Escape, a click outside) stays until the
+    // next press; its search field must not keep blinking a cursor nobody
+    // sees, waking the process twice a second.
+    if (QWidget *focus = focusWidget()) {
+        focus->clearFocus();
+    }
+}
+
 void CommandPopup::takeKeyboard()
 {
     if (!isVisible() || !windowHandle()) {

@@ -24,6 +24,9 @@ public:
     // The panel's size, without any shadow margin.
     static constexpr QSize panelSize{360, 340};
 
+protected:
+    void hideEvent(QHideEvent *event) override;
+
 private:
     void takeKeyboard();
 

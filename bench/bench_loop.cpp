@@ -439,6 +439,12 @@ int main(int argc, char **argv)
 
     minimal.kill();
     minimal.waitForFinished();
+    if (qEnvironmentVariableIsSet("BENCH_VELLUMO_LOG")) {
+        QFile log(qEnvironmentVariable("BENCH_VELLUMO_LOG"));
+        if (log.open(QIODevice::WriteOnly)) {
+            log.write(vellumo.output().toUtf8());
+        }
+    }
     vellumo.stop();
     editor->stop();
     return 0;

@@ -3,6 +3,7 @@
 #include "AccessibilityThread.h"
 
 #include <QDBusConnection>
+#include <QDBusPendingCall>
 #include <QDBusObjectPath>
 #include <QDBusVariant>
 #include <QHash>
@@ -108,6 +109,62 @@ Reply property(const QString &service, const QString &path, const QString &inter
         reply.arguments = {reply.arguments.constFirst().value<QDBusVariant>().variant()};
     }
     return reply;
+}
+
+int Batch::call(const QString &service, const QString &path, const QString &interface,
+                const QString &method, const QVariantList &arguments)
+{
+    QDBusMessage message = QDBusMessage::createMethodCall(service, path, interface, method);
+    message.setArguments(arguments);
+    m_messages.append(message);
+    m_isProperty.append(false);
+    return int(m_messages.size() - 1);
+}
+
+int Batch::property(const QString &service, const QString &path, const QString &interface,
+                    const QString &name)
+{
+    QDBusMessage message = QDBusMessage::createMethodCall(
+        service, path, QStringLiteral("org.freedesktop.DBus.Properties"), QStringLiteral("Get"));
+    message.setArguments({interface, name});
+    m_messages.append(message);
+    m_isProperty.append(true);
+    return int(m_messages.size() - 1);
+}
+
+void Batch::run(int timeoutMs)
+{
+    Q_ASSERT(AccessibilityThread::isCurrent());
+    m_replies.clear();
+    QDBusConnection *bus = connection(timeoutMs);
+    if (!bus) {
+        m_replies.fill(Reply{AXError::APIDisabled, {}}, m_messages.size());
+        return;
+    }
+    QList<QDBusPendingCall> pending;
+    pending.reserve(m_messages.size());
+    for (const QDBusMessage &message : std::as_const(m_messages)) {
+        pending.append(bus->asyncCall(message, timeoutMs));
+    }
+    for (qsizetype i = 0; i < pending.size(); ++i) {
+        QDBusPendingCall &call = pending[i];
+        call.waitForFinished();
+        const QDBusMessage answer = call.reply();
+        Reply reply;
+        if (answer.type() == QDBusMessage::ReplyMessage) {
+            reply.arguments = answer.arguments();
+            if (m_isProperty.at(i)) {
+                if (reply.arguments.isEmpty()) {
+                    reply.error = AXError::NoValue;
+                } else {
+                    reply.arguments = {reply.arguments.constFirst().value<QDBusVariant>().variant()};
+                }
+            }
+        } else {
+            reply.error = errorFor(answer.errorName());
+        }
+        m_replies.append(reply);
+    }
 }
 
 AXResult<qint64> processIdOf(const QString &service, int timeoutMs)

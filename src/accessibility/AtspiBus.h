@@ -30,6 +30,25 @@ Reply call(const QString &service, const QString &path, const QString &interface
 // One property (org.freedesktop.DBus.Properties.Get), unwrapped from its variant.
 Reply property(const QString &service, const QString &path, const QString &interface,
                const QString &name, int timeoutMs);
+// Several calls sent at once and waited for together: they cost one round
+// trip instead of one each.
+class Batch {
+public:
+    // The index of the call's reply.
+    int call(const QString &service, const QString &path, const QString &interface,
+             const QString &method, const QVariantList &arguments = {});
+    int property(const QString &service, const QString &path, const QString &interface,
+                 const QString &name);
+    // Sends every call and waits for every reply, each for at most timeoutMs.
+    void run(int timeoutMs);
+    const Reply &reply(int index) const { return m_replies.at(index); }
+
+private:
+    QList<QDBusMessage> m_messages;
+    QList<bool> m_isProperty;
+    QList<Reply> m_replies;
+};
+
 // The process id behind a bus name, from the bus daemon (cached: unique
 // names are never reused while the bus runs).
 AXResult<qint64> processIdOf(const QString &service, int timeoutMs);

@@ -189,8 +189,9 @@ QHash<QString, UIElement> &lastFocused()
 
 bool stillFocused(const UIElement &element)
 {
-    const auto st = element.states();
-    return !st.failed() && (*st.value & UIElement::Focused) && holdsTheCursor(element);
+    const auto state = element.textState();
+    return !state.failed() && (state.value->states & UIElement::Focused) &&
+           (!state.value->hasText() || state.value->caret >= 0);
 }
 
 } // namespace

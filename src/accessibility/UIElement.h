@@ -7,6 +7,7 @@
 #include <QString>
 #include <QStringList>
 #include <functional>
+#include <optional>
 
 // An element of another application's accessibility tree: one object of the
 // AT-SPI bus, named by the bus name of its application and its object path.
@@ -77,6 +78,8 @@ public:
     AXResult<QString> identifier() const;
     AXResult<UIElement> parent() const;
     AXResult<int> indexInParent() const;
+    // Both in one round trip.
+    AXResult<std::pair<UIElement, int>> parentAndIndex() const;
     AXResult<UIElement> childAt(int index) const;
     // At most maxChildren children, so a hostile tree cannot exhaust memory.
     AXResult<QList<UIElement>> children(int maxChildren = 1000) const;
@@ -87,11 +90,19 @@ public:
     AXResult<int> characterCount() const;
     AXResult<int> caretOffset() const;
     AXResult<QString> text(TextRange range) const;
+    // Several short ranges at once, in one round trip.
+    QList<std::optional<QString>> texts(const QList<TextRange> &ranges) const;
     // Every selection the element reports, in its order (empty ones dropped).
     AXResult<QList<TextRange>> selections() const;
     AXResult<QRect> characterExtents(int offset, Coordinates coordinates) const;
+    // Several at once, in one round trip; nothing for the ones it cannot place.
+    QList<std::optional<QRect>> characterExtents(const QList<int> &offsets,
+                                                 Coordinates coordinates,
+                                                 AXError *failure = nullptr) const;
     // The character under a point; -1 when there is none.
     AXResult<int> offsetAtPoint(QPoint point, Coordinates coordinates) const;
+    QList<std::optional<int>> offsetsAtPoints(const QList<QPoint> &points,
+                                              Coordinates coordinates) const;
 
     // Hypertext interface: the object that an embedded-object character
     // (U+FFFC) at offset stands for.
@@ -107,6 +118,22 @@ public:
     // Collection interface: up to maxCount descendants holding every state
     // of states (State bits), in tree order.
     AXResult<QList<UIElement>> descendantsWithStates(unsigned states, int maxCount) const;
+
+    // What the capture and the geometry ask of a focused text, in one round
+    // trip: its interfaces, states, first selection (and how many there are),
+    // text cursor and length, and optionally its frame both ways.
+    struct TextState {
+        unsigned interfaces = 0; // Interface bits
+        unsigned states = 0;     // State bits
+        int selectionCount = 0;
+        TextRange firstSelection; // empty without a selection
+        int caret = -1;
+        int characterCount = 0;
+        std::optional<QRect> frameOnScreen;
+        std::optional<QRect> frameInWindow;
+        bool hasText() const { return interfaces & unsigned(Interface::Text); }
+    };
+    AXResult<TextState> textState(bool withFrames = false) const;
 
     // Depth-first pre-order search, bounded by depth and node count because
     // foreign trees may be deep or cyclic. A predicate's read that timed out

@@ -158,6 +158,50 @@ constexpr std::pair<AtspiStateType, UIElement::State> stateTable[] = {
 // caller rather than moved across the bus.
 constexpr int maxTextCharacters = 8 * 1024 * 1024;
 
+AXResult<unsigned> statesAnswer(const AtspiBus::Reply &reply)
+{
+    if (reply.failed()) {
+        return failureOf<unsigned>(reply);
+    }
+    const QList<uint> words =
+        reply.arguments.isEmpty() ? QList<uint>{} : AtspiBus::readUIntArray(reply.arguments[0]);
+    if (hasState(words, ATSPI_STATE_DEFUNCT)) {
+        return AXResult<unsigned>::failure(AXError::InvalidUIElement);
+    }
+    unsigned bits = 0;
+    for (const auto &[state, bit] : stateTable) {
+        if (hasState(words, state)) {
+            bits |= bit;
+        }
+    }
+    return AXResult<unsigned>::of(bits);
+}
+
+AXResult<unsigned> interfacesAnswer(const AtspiBus::Reply &reply)
+{
+    if (reply.failed()) {
+        return failureOf<unsigned>(reply);
+    }
+    static const std::pair<const QString *, UIElement::Interface> table[] = {
+        {&textInterface, UIElement::Interface::Text},
+        {&componentInterface, UIElement::Interface::Component},
+        {&actionInterface, UIElement::Interface::Action},
+        {&collectionInterface, UIElement::Interface::Collection},
+        {&hypertextInterface, UIElement::Interface::Hypertext},
+    };
+    const QStringList names = reply.arguments.value(0).toStringList();
+    unsigned bits = 0;
+    for (const auto &[name, bit] : table) {
+        if (names.contains(*name)) {
+            bits |= unsigned(bit);
+        }
+    }
+    if (names.contains(QStringLiteral("org.a11y.atspi.EditableText"))) {
+        bits |= unsigned(UIElement::Interface::EditableText);
+    }
+    return AXResult<unsigned>::of(bits);
+}
+
 } // namespace
 
 AXResult<UIElement::Role> UIElement::role() const
@@ -186,22 +230,7 @@ AXResult<QString> UIElement::name() const
 
 AXResult<unsigned> UIElement::states() const
 {
-    const auto reply = invoke(*this, accessibleInterface, "GetState");
-    if (reply.failed()) {
-        return failureOf<unsigned>(reply);
-    }
-    const QList<uint> words =
-        reply.arguments.isEmpty() ? QList<uint>{} : AtspiBus::readUIntArray(reply.arguments[0]);
-    if (hasState(words, ATSPI_STATE_DEFUNCT)) {
-        return AXResult<unsigned>::failure(AXError::InvalidUIElement);
-    }
-    unsigned bits = 0;
-    for (const auto &[state, bit] : stateTable) {
-        if (hasState(words, state)) {
-            bits |= bit;
-        }
-    }
-    return AXResult<unsigned>::of(bits);
+    return statesAnswer(invoke(*this, accessibleInterface, "GetState"));
 }
 
 AXResult<qint64> UIElement::processId() const
@@ -235,6 +264,28 @@ AXResult<int> UIElement::indexInParent() const
     return intAnswer(invoke(*this, accessibleInterface, "GetIndexInParent"));
 }
 
+AXResult<std::pair<UIElement, int>> UIElement::parentAndIndex() const
+{
+    using Answer = std::pair<UIElement, int>;
+    if (isNull()) {
+        return AXResult<Answer>::failure(AXError::InvalidUIElement);
+    }
+    AtspiBus::Batch batch;
+    const int parent = batch.property(service(), path(), accessibleInterface, QStringLiteral("Parent"));
+    const int index =
+        batch.call(service(), path(), accessibleInterface, QStringLiteral("GetIndexInParent"));
+    batch.run(timeoutMs);
+    const auto p = elementAnswer(batch.reply(parent));
+    const auto i = intAnswer(batch.reply(index));
+    if (p.failed() || i.failed()) {
+        return AXResult<Answer>::failure(p.failed() ? p.error : i.error);
+    }
+    if (!p.value || !i.value || *i.value < 0) {
+        return AXResult<Answer>::none();
+    }
+    return AXResult<Answer>::of({*p.value, *i.value});
+}
+
 AXResult<UIElement> UIElement::childAt(int index) const
 {
     if (index < 0) {
@@ -266,28 +317,7 @@ AXResult<QList<UIElement>> UIElement::children(int maxChildren) const
 
 AXResult<unsigned> UIElement::interfaces() const
 {
-    const auto reply = invoke(*this, accessibleInterface, "GetInterfaces");
-    if (reply.failed()) {
-        return failureOf<unsigned>(reply);
-    }
-    static const std::pair<const QString *, Interface> table[] = {
-        {&textInterface, Interface::Text},
-        {&componentInterface, Interface::Component},
-        {&actionInterface, Interface::Action},
-        {&collectionInterface, Interface::Collection},
-        {&hypertextInterface, Interface::Hypertext},
-    };
-    const QStringList names = reply.arguments.value(0).toStringList();
-    unsigned bits = 0;
-    for (const auto &[name, bit] : table) {
-        if (names.contains(*name)) {
-            bits |= unsigned(bit);
-        }
-    }
-    if (names.contains(QStringLiteral("org.a11y.atspi.EditableText"))) {
-        bits |= unsigned(Interface::EditableText);
-    }
-    return AXResult<unsigned>::of(bits);
+    return interfacesAnswer(invoke(*this, accessibleInterface, "GetInterfaces"));
 }
 
 AXResult<int> UIElement::characterCount() const
@@ -321,6 +351,24 @@ AXResult<QString> UIElement::text(TextRange range) const
     return AXResult<QString>::of(reply.arguments.constFirst().toString());
 }
 
+QList<std::optional<QString>> UIElement::texts(const QList<TextRange> &ranges) const
+{
+    AtspiBus::Batch batch;
+    for (const TextRange &range : ranges) {
+        batch.call(service(), path(), textInterface, QStringLiteral("GetText"),
+                   {range.start, range.end});
+    }
+    batch.run(timeoutMs);
+    QList<std::optional<QString>> answers;
+    for (qsizetype i = 0; i < ranges.size(); ++i) {
+        const AtspiBus::Reply &reply = batch.reply(int(i));
+        answers.append(reply.failed() || reply.arguments.isEmpty()
+                           ? std::nullopt
+                           : std::optional<QString>(reply.arguments.constFirst().toString()));
+    }
+    return answers;
+}
+
 AXResult<QList<UIElement::TextRange>> UIElement::selections() const
 {
     const auto count = intAnswer(invoke(*this, textInterface, "GetNSelections"));
@@ -348,10 +396,120 @@ AXResult<QList<UIElement::TextRange>> UIElement::selections() const
     return AXResult<QList<TextRange>>::of(list);
 }
 
+AXResult<UIElement::TextState> UIElement::textState(bool withFrames) const
+{
+    if (isNull()) {
+        return AXResult<TextState>::failure(AXError::InvalidUIElement);
+    }
+    AtspiBus::Batch batch;
+    const int interfaces = batch.call(service(), path(), accessibleInterface,
+                                      QStringLiteral("GetInterfaces"));
+    const int states = batch.call(service(), path(), accessibleInterface, QStringLiteral("GetState"));
+    const int count = batch.call(service(), path(), textInterface, QStringLiteral("GetNSelections"));
+    const int first = batch.call(service(), path(), textInterface, QStringLiteral("GetSelection"), {0});
+    const int caret = batch.property(service(), path(), textInterface, QStringLiteral("CaretOffset"));
+    const int length =
+        batch.property(service(), path(), textInterface, QStringLiteral("CharacterCount"));
+    int onScreen = -1;
+    int inWindow = -1;
+    if (withFrames) {
+        onScreen = batch.call(service(), path(), componentInterface, QStringLiteral("GetExtents"),
+                              {uint(Coordinates::Screen)});
+        inWindow = batch.call(service(), path(), componentInterface, QStringLiteral("GetExtents"),
+                              {uint(Coordinates::Window)});
+    }
+    batch.run(timeoutMs);
+
+    const auto i = interfacesAnswer(batch.reply(interfaces));
+    if (i.failed()) {
+        return AXResult<TextState>::failure(i.error);
+    }
+    const auto st = statesAnswer(batch.reply(states));
+    if (st.failed()) {
+        return AXResult<TextState>::failure(st.error);
+    }
+    TextState state;
+    state.interfaces = *i.value;
+    state.states = *st.value;
+    for (const int index : {count, first, caret, length, onScreen, inWindow}) {
+        if (index >= 0 && batch.reply(index).error == AXError::CannotComplete) {
+            return AXResult<TextState>::failure(AXError::CannotComplete);
+        }
+    }
+    if (state.hasText()) {
+        const auto n = intAnswer(batch.reply(count));
+        if (n.failed()) {
+            return AXResult<TextState>::failure(n.error);
+        }
+        state.selectionCount = std::max(0, n.value.value_or(0));
+        const AtspiBus::Reply &range = batch.reply(first);
+        if (state.selectionCount > 0 && !range.failed() && range.arguments.size() >= 2) {
+            TextRange r{range.arguments[0].toInt(), range.arguments[1].toInt()};
+            if (r.start > r.end) {
+                std::swap(r.start, r.end);
+            }
+            if (r.start >= 0) {
+                state.firstSelection = r;
+            }
+        }
+        state.caret = intAnswer(batch.reply(caret)).value.value_or(-1);
+        state.characterCount = intAnswer(batch.reply(length)).value.value_or(0);
+    }
+    if (withFrames) {
+        const auto screen = rectAnswer(batch.reply(onScreen));
+        const auto window = rectAnswer(batch.reply(inWindow));
+        if (!screen.failed()) {
+            state.frameOnScreen = screen.value;
+        }
+        if (!window.failed()) {
+            state.frameInWindow = window.value;
+        }
+    }
+    return AXResult<TextState>::of(state);
+}
+
 AXResult<QRect> UIElement::characterExtents(int offset, Coordinates coordinates) const
 {
     return rectAnswer(invoke(*this, textInterface, "GetCharacterExtents",
                              {offset, uint(coordinates)}));
+}
+
+QList<std::optional<QRect>> UIElement::characterExtents(const QList<int> &offsets,
+                                                         Coordinates coordinates,
+                                                         AXError *failure) const
+{
+    AtspiBus::Batch batch;
+    for (const int offset : offsets) {
+        batch.call(service(), path(), textInterface, QStringLiteral("GetCharacterExtents"),
+                   {offset, uint(coordinates)});
+    }
+    batch.run(timeoutMs);
+    QList<std::optional<QRect>> places;
+    for (qsizetype i = 0; i < offsets.size(); ++i) {
+        const auto place = rectAnswer(batch.reply(int(i)));
+        if (place.failed() && failure && *failure == AXError::Success) {
+            *failure = place.error;
+        }
+        places.append(place.failed() ? std::nullopt : place.value);
+    }
+    return places;
+}
+
+QList<std::optional<int>> UIElement::offsetsAtPoints(const QList<QPoint> &points,
+                                                     Coordinates coordinates) const
+{
+    AtspiBus::Batch batch;
+    for (const QPoint &point : points) {
+        batch.call(service(), path(), textInterface, QStringLiteral("GetOffsetAtPoint"),
+                   {point.x(), point.y(), uint(coordinates)});
+    }
+    batch.run(timeoutMs);
+    QList<std::optional<int>> offsets;
+    for (qsizetype i = 0; i < points.size(); ++i) {
+        const auto offset = intAnswer(batch.reply(int(i)));
+        offsets.append(offset.failed() ? std::nullopt : offset.value);
+    }
+    return offsets;
 }
 
 AXResult<int> UIElement::offsetAtPoint(QPoint point, Coordinates coordinates) const
@@ -506,9 +664,16 @@ AXResult<UIElement> Application::activeWindow() const
     if (windows.failed()) {
         return AXResult<UIElement>::failure(windows.error);
     }
-    UIElement firstShowing;
+    // Every window's states in one round trip.
+    AtspiBus::Batch batch;
     for (const UIElement &w : *windows.value) {
-        const auto st = w.states();
+        batch.call(w.service(), w.path(), accessibleInterface, QStringLiteral("GetState"));
+    }
+    batch.run(timeoutMs);
+    UIElement firstShowing;
+    for (qsizetype i = 0; i < windows.value->size(); ++i) {
+        const UIElement &w = windows.value->at(i);
+        const auto st = statesAnswer(batch.reply(int(i)));
         if (st.failed()) {
             if (st.error == AXError::CannotComplete) {
                 return AXResult<UIElement>::failure(st.error);

@@ -33,6 +33,19 @@ DisplayPtr openDisplay()
     return DisplayPtr(XOpenDisplay(nullptr));
 }
 
+// Each thread's own connection for the short queries, opened on first use:
+// opening one costs more than the queries themselves.
+Display *threadDisplay()
+{
+    static thread_local DisplayPtr display;
+    static thread_local bool tried = false;
+    if (!tried || (display && XConnectionNumber(display.get()) < 0)) {
+        tried = true;
+        display = openDisplay();
+    }
+    return display.get();
+}
+
 // The process of the client that created window (X-Resource), 0 if unknown.
 qint64 clientProcessId(Display *d, Window window)
 {
@@ -125,42 +138,42 @@ bool waitReadable(Display *d, int timeoutMs)
 
 std::optional<WindowInfo> activeWindow()
 {
-    DisplayPtr d = openDisplay();
+    Display *const d = threadDisplay();
     if (!d) {
         return std::nullopt;
     }
     const Property active =
-        readProperty(d.get(), DefaultRootWindow(d.get()), atom(d.get(), "_NET_ACTIVE_WINDOW"), 1);
+        readProperty(d, DefaultRootWindow(d), atom(d, "_NET_ACTIVE_WINDOW"), 1);
     if (!active.data || active.format != 32 || active.count != 1) {
         return std::nullopt;
     }
-    return describe(d.get(), *reinterpret_cast<Window *>(active.data.get()));
+    return describe(d, *reinterpret_cast<Window *>(active.data.get()));
 }
 
 std::optional<WindowInfo> windowInfo(quint64 windowId)
 {
-    DisplayPtr d = openDisplay();
+    Display *const d = threadDisplay();
     if (!d) {
         return std::nullopt;
     }
-    return describe(d.get(), windowId);
+    return describe(d, windowId);
 }
 
 QList<WindowInfo> clientWindows()
 {
     QList<WindowInfo> list;
-    DisplayPtr d = openDisplay();
+    Display *const d = threadDisplay();
     if (!d) {
         return list;
     }
     const Property clients =
-        readProperty(d.get(), DefaultRootWindow(d.get()), atom(d.get(), "_NET_CLIENT_LIST"), 4096);
+        readProperty(d, DefaultRootWindow(d), atom(d, "_NET_CLIENT_LIST"), 4096);
     if (!clients.data || clients.format != 32) {
         return list;
     }
     const auto *windows = reinterpret_cast<const Window *>(clients.data.get());
     for (unsigned long i = 0; i < clients.count; ++i) {
-        if (auto info = describe(d.get(), windows[i])) {
+        if (auto info = describe(d, windows[i])) {
             list.append(*info);
         }
     }
@@ -169,22 +182,22 @@ QList<WindowInfo> clientWindows()
 
 std::optional<QRect> windowFrame(quint64 windowId)
 {
-    DisplayPtr d = openDisplay();
+    Display *const d = threadDisplay();
     if (!d) {
         return std::nullopt;
     }
     XWindowAttributes attributes;
-    if (!XGetWindowAttributes(d.get(), windowId, &attributes)) {
+    if (!XGetWindowAttributes(d, windowId, &attributes)) {
         return std::nullopt;
     }
     int x = 0;
     int y = 0;
     Window child = None;
-    XTranslateCoordinates(d.get(), windowId, DefaultRootWindow(d.get()), 0, 0, &x, &y, &child);
+    XTranslateCoordinates(d, windowId, DefaultRootWindow(d), 0, 0, &x, &y, &child);
     QRect frame(x, y, attributes.width, attributes.height);
     // Include the window manager's decorations, as the user sees the window.
     const Property extents =
-        readProperty(d.get(), windowId, atom(d.get(), "_NET_FRAME_EXTENTS"), 4);
+        readProperty(d, windowId, atom(d, "_NET_FRAME_EXTENTS"), 4);
     if (extents.data && extents.format == 32 && extents.count == 4) {
         const auto *e = reinterpret_cast<const long *>(extents.data.get());
         frame.adjust(-int(e[0]), -int(e[2]), int(e[1]), int(e[3]));
@@ -194,14 +207,14 @@ std::optional<QRect> windowFrame(quint64 windowId)
 
 std::optional<QPoint> windowOrigin(quint64 windowId)
 {
-    DisplayPtr d = openDisplay();
+    Display *const d = threadDisplay();
     if (!d) {
         return std::nullopt;
     }
     int x = 0;
     int y = 0;
     Window child = None;
-    if (!XTranslateCoordinates(d.get(), Window(windowId), DefaultRootWindow(d.get()), 0, 0, &x, &y,
+    if (!XTranslateCoordinates(d, Window(windowId), DefaultRootWindow(d), 0, 0, &x, &y,
                                &child)) {
         return std::nullopt;
     }
@@ -210,9 +223,9 @@ std::optional<QPoint> windowOrigin(quint64 windowId)
 
 std::optional<QSize> windowSize(quint64 windowId)
 {
-    DisplayPtr d = openDisplay();
+    Display *const d = threadDisplay();
     XWindowAttributes attributes;
-    if (!d || !XGetWindowAttributes(d.get(), Window(windowId), &attributes)) {
+    if (!d || !XGetWindowAttributes(d, Window(windowId), &attributes)) {
         return std::nullopt;
     }
     return QSize(attributes.width, attributes.height);
@@ -220,11 +233,11 @@ std::optional<QSize> windowSize(quint64 windowId)
 
 bool activateWindow(quint64 windowId)
 {
-    DisplayPtr d = openDisplay();
+    Display *const d = threadDisplay();
     if (!d) {
         return false;
     }
-    Display *dpy = d.get();
+    Display *dpy = d;
     const Window root = DefaultRootWindow(dpy);
     const Window helper = XCreateSimpleWindow(dpy, root, 0, 0, 1, 1, 0, 0, 0);
     const Time now = serverTime(dpy, helper);
@@ -246,29 +259,29 @@ bool activateWindow(quint64 windowId)
 
 qint64 selectionOwnerProcessId(Selection selection)
 {
-    DisplayPtr d = openDisplay();
+    Display *const d = threadDisplay();
     if (!d) {
         return 0;
     }
-    const Atom sel = selection == Selection::Primary ? XA_PRIMARY : atom(d.get(), "CLIPBOARD");
-    const Window owner = XGetSelectionOwner(d.get(), sel);
-    return owner == None ? 0 : clientProcessId(d.get(), owner);
+    const Atom sel = selection == Selection::Primary ? XA_PRIMARY : atom(d, "CLIPBOARD");
+    const Window owner = XGetSelectionOwner(d, sel);
+    return owner == None ? 0 : clientProcessId(d, owner);
 }
 
 qint64 windowProcessId(quint64 windowId)
 {
-    DisplayPtr d = openDisplay();
-    return d && windowId != 0 ? clientProcessId(d.get(), Window(windowId)) : 0;
+    Display *const d = threadDisplay();
+    return d && windowId != 0 ? clientProcessId(d, Window(windowId)) : 0;
 }
 
 bool windowExists(quint64 windowId)
 {
-    DisplayPtr d = openDisplay();
+    Display *const d = threadDisplay();
     if (!d || windowId == 0) {
         return false;
     }
     XWindowAttributes attributes;
-    return XGetWindowAttributes(d.get(), Window(windowId), &attributes) != 0;
+    return XGetWindowAttributes(d, Window(windowId), &attributes) != 0;
 }
 
 struct SelectionReader::State {
@@ -490,14 +503,14 @@ SelectionData SelectionReader::text(int timeoutMs, qsizetype maxBytes)
 
 bool hasXTest()
 {
-    DisplayPtr d = openDisplay();
+    Display *const d = threadDisplay();
     if (!d) {
         return false;
     }
     int opcode = 0;
     int event = 0;
     int error = 0;
-    return XQueryExtension(d.get(), "XTEST", &opcode, &event, &error);
+    return XQueryExtension(d, "XTEST", &opcode, &event, &error);
 }
 
 } // namespace X11Windows

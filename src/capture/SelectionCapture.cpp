@@ -57,49 +57,41 @@ struct Sources {
 // Whether the selection of element goes on in the neighbouring element on
 // the side where it touches the element's edge: word processors expose each
 // paragraph as an object of its own, each holding its share of the selection.
-AXResult<bool> continuesInNeighbour(const UIElement &element, UIElement::TextRange range)
+AXResult<bool> continuesInNeighbour(const UIElement &element, UIElement::TextRange range,
+                                    int characterCount)
 {
-    const auto count = element.characterCount();
-    if (count.failed()) {
-        return AXResult<bool>::failure(count.error);
-    }
     const bool atStart = range.start == 0;
-    const bool atEnd = range.end >= count.value.value_or(0);
+    const bool atEnd = range.end >= characterCount;
     if (!atStart && !atEnd) {
         return AXResult<bool>::of(false);
     }
-    const auto parent = element.parent();
-    const auto index = element.indexInParent();
+    const auto family = element.parentAndIndex();
     // Only a stalled application fails the read; one without neighbours to
     // tell of has none.
-    for (const AXError error : {parent.error, index.error}) {
-        if (error == AXError::CannotComplete) {
-            return AXResult<bool>::failure(error);
-        }
+    if (family.failed() && family.error == AXError::CannotComplete) {
+        return AXResult<bool>::failure(family.error);
     }
-    if (!parent.value || !index.value) {
+    if (!family.value) {
         return AXResult<bool>::of(false);
     }
-    for (const int neighbour : {atStart ? *index.value - 1 : -1, atEnd ? *index.value + 1 : -1}) {
+    const auto &[parent, index] = *family.value;
+    for (const int neighbour : {atStart ? index - 1 : -1, atEnd ? index + 1 : -1}) {
         if (neighbour < 0) {
             continue;
         }
-        const auto sibling = parent.value->childAt(neighbour);
+        const auto sibling = parent.childAt(neighbour);
         if (sibling.failed() && sibling.error == AXError::CannotComplete) {
             return AXResult<bool>::failure(sibling.error);
         }
         if (!sibling.value) {
             continue;
         }
-        const auto interfaces = sibling.value->interfaces();
-        if (interfaces.failed() || !(*interfaces.value & unsigned(UIElement::Interface::Text))) {
-            continue;
+        const auto state = sibling.value->textState();
+        if (state.failed() && state.error == AXError::CannotComplete) {
+            return AXResult<bool>::failure(state.error);
         }
-        const auto ranges = sibling.value->selections();
-        if (ranges.failed() && ranges.error == AXError::CannotComplete) {
-            return AXResult<bool>::failure(ranges.error);
-        }
-        if (!ranges.failed() && !ranges.value->isEmpty()) {
+        if (!state.failed() && state.value->hasText() && state.value->selectionCount > 0 &&
+            !state.value->firstSelection.isEmpty()) {
             return AXResult<bool>::of(true);
         }
     }
@@ -134,28 +126,23 @@ TextReadResult readByAXUI()
         return result;
     }
     const UIElement &element = *focused.value;
-    const auto interfaces = element.interfaces();
-    if (interfaces.failed()) {
-        failRead(result, QStringLiteral("Failed to get selected text, error: "), interfaces.error);
+    const auto state = element.textState();
+    if (state.failed()) {
+        failRead(result, QStringLiteral("Failed to get selected text, error: "), state.error);
         return result;
     }
-    if (!(*interfaces.value & unsigned(UIElement::Interface::Text))) {
+    if (!state.value->hasText()) {
         failRead(result, QStringLiteral("Failed to get selected text, error: "),
                  AXError::AttributeUnsupported);
         return result;
     }
-    const auto ranges = element.selections();
-    if (ranges.failed()) {
-        failRead(result, QStringLiteral("Failed to get selected text, error: "), ranges.error);
-        return result;
-    }
     result.answeredForText = true;
-    if (ranges.value->isEmpty()) {
+    const UIElement::TextRange range = state.value->firstSelection;
+    if (state.value->selectionCount == 0 || range.isEmpty()) {
         result.text = QString();
         qCInfo(lcCapture).noquote() << "Selected text via AXUI: ";
         return result;
     }
-    const UIElement::TextRange range = ranges.value->constFirst();
     if (range.length() > maxSelectionCharacters) {
         qCCritical(lcCapture).noquote()
             << QStringLiteral("The selection is too long to send: %1 characters")
@@ -178,24 +165,22 @@ TextReadResult readByAXUI()
     }
     QString text = *selected.value;
     text.remove(QChar(0));
-    result.partial = ranges.value->size() > 1 || text.contains(objectReplacement);
-    if (!result.partial) {
-        // In an editable text the cursor sits at one end of the selection. A
-        // toolkit whose selection lies elsewhere counts its offsets wrong
-        // (Chromium, after characters beyond the Basic Multilingual Plane),
-        // and its text is not what is selected.
-        const auto st = element.states();
-        const auto caret = element.caretOffset();
-        if (!st.failed() && (*st.value & UIElement::Editable) && !caret.failed() && caret.value &&
-            *caret.value != range.start && *caret.value != range.end) {
-            qCInfo(lcCapture).noquote() << "The selection's offsets and the text cursor disagree";
-            result.partial = true;
-            result.offsetsSuspect = true;
-            result.rangeLength = range.length();
-        }
+    result.partial = state.value->selectionCount > 1 || text.contains(objectReplacement);
+    // In an editable text the cursor sits at one end of the selection. A
+    // toolkit whose selection lies elsewhere counts its offsets wrong
+    // (Chromium, after characters beyond the Basic Multilingual Plane), and
+    // its text is not what is selected.
+    const int caret = state.value->caret;
+    if (!result.partial && (state.value->states & UIElement::Editable) && caret >= 0 &&
+        caret != range.start && caret != range.end) {
+        qCInfo(lcCapture).noquote() << "The selection's offsets and the text cursor disagree";
+        result.partial = true;
+        result.offsetsSuspect = true;
+        result.rangeLength = range.length();
     }
     if (!result.partial) {
-        const auto continues = continuesInNeighbour(element, range);
+        const auto continues =
+            continuesInNeighbour(element, range, state.value->characterCount);
         if (continues.failed()) {
             result.answeredForText = false;
             failRead(result, QStringLiteral("Failed to get selected text, error: "),

@@ -128,6 +128,19 @@ constexpr std::array<const char *, KeyEvent::keyCount> keysyms{{
     "Hiragana_Katakana",
 }};
 
+// Each thread's own connection, opened on first use: opening one costs more
+// than the requests it carries.
+Display *threadDisplay()
+{
+    static thread_local DisplayPtr display;
+    static thread_local bool tried = false;
+    if (!tried) {
+        tried = true;
+        display.reset(XOpenDisplay(nullptr));
+    }
+    return display.get();
+}
+
 KeyCode keycodeFor(Display *d, const QString &name)
 {
     const KeySym sym = XStringToKeysym(name.toLatin1().constData());
@@ -178,46 +191,46 @@ Chord chordFor(const KeyEvent &event)
 
 bool post(const Chord &chord, bool sendKeyUp)
 {
-    DisplayPtr d(XOpenDisplay(nullptr));
+    Display *const d = threadDisplay();
     if (!d) {
         return false;
     }
-    const KeyCode key = keycodeFor(d.get(), chord.keysym);
+    const KeyCode key = keycodeFor(d, chord.keysym);
     if (key == 0) {
         return false;
     }
     QList<KeyCode> held;
     for (const QString &sym : chord.modifierKeysyms) {
-        if (const KeyCode code = keycodeFor(d.get(), sym)) {
+        if (const KeyCode code = keycodeFor(d, sym)) {
             held.append(code);
         }
     }
     for (const KeyCode code : held) {
-        XTestFakeKeyEvent(d.get(), code, True, CurrentTime);
+        XTestFakeKeyEvent(d, code, True, CurrentTime);
     }
-    XTestFakeKeyEvent(d.get(), key, True, CurrentTime);
+    XTestFakeKeyEvent(d, key, True, CurrentTime);
     if (sendKeyUp) {
-        XTestFakeKeyEvent(d.get(), key, False, CurrentTime);
+        XTestFakeKeyEvent(d, key, False, CurrentTime);
     }
     // Modifiers are real keys here: leaving one down would wedge the keyboard.
     for (auto it = held.crbegin(); it != held.crend(); ++it) {
-        XTestFakeKeyEvent(d.get(), *it, False, CurrentTime);
+        XTestFakeKeyEvent(d, *it, False, CurrentTime);
     }
-    XSync(d.get(), False);
+    XSync(d, False);
     return true;
 }
 
 bool keyboardGrabbedByAnother()
 {
-    DisplayPtr d(XOpenDisplay(nullptr));
+    Display *const d = threadDisplay();
     if (!d) {
         return false;
     }
-    const int status = XGrabKeyboard(d.get(), DefaultRootWindow(d.get()), False, GrabModeAsync,
+    const int status = XGrabKeyboard(d, DefaultRootWindow(d), False, GrabModeAsync,
                                      GrabModeAsync, CurrentTime);
     if (status == GrabSuccess) {
-        XUngrabKeyboard(d.get(), CurrentTime);
-        XSync(d.get(), False);
+        XUngrabKeyboard(d, CurrentTime);
+        XSync(d, False);
         return false;
     }
     return status == AlreadyGrabbed || status == GrabFrozen;
@@ -225,17 +238,17 @@ bool keyboardGrabbedByAnother()
 
 bool modifiersHeld()
 {
-    DisplayPtr d(XOpenDisplay(nullptr));
+    Display *const d = threadDisplay();
     if (!d) {
         return false;
     }
     char keys[32];
-    XQueryKeymap(d.get(), keys);
+    XQueryKeymap(d, keys);
     static const char *const names[] = {"Shift_L", "Shift_R", "Control_L",       "Control_R",
                                         "Alt_L",   "Alt_R",   "Super_L",         "Super_R",
                                         "Meta_L",  "Meta_R",  "ISO_Level3_Shift"};
     for (const char *name : names) {
-        const KeyCode code = keycodeFor(d.get(), QString::fromLatin1(name));
+        const KeyCode code = keycodeFor(d, QString::fromLatin1(name));
         if (code != 0 && (keys[code / 8] & (1 << (code % 8)))) {
             return true;
         }

@@ -23,6 +23,15 @@ CommandPopup::CommandPopup(const QString &text, VendorManager &vendorManager)
     resize(m_contentView->sizeHint());
 }
 
+void CommandPopup::prepare()
+{
+    ensurePolished();
+    if (layout()) {
+        layout()->activate();
+    }
+    create();
+}
+
 void CommandPopup::showAt(const QRect &panelFrame)
 {
     const QRect frame = panelFrame.marginsAdded(m_contentView->shadowMargins());

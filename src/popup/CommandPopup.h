@@ -21,6 +21,10 @@ public:
     // Places the panel (not the shadow around it) at panelFrame and shows it.
     void showAt(const QRect &panelFrame);
 
+    // Does ahead of time what a first showing would: styles, layout and the
+    // native window, so that showing it later is quick.
+    void prepare();
+
     // The panel's size, without any shadow margin.
     static constexpr QSize panelSize{360, 340};
 

@@ -109,6 +109,12 @@ bool ContentView::isShowingNotConfigured() const
     return m_stack->currentWidget() == m_notConfigured;
 }
 
+void ContentView::prepareFor(const QString &text)
+{
+    m_text = text;
+    rebuild();
+}
+
 void ContentView::rebuild()
 {
     const bool ready = providerReady();

@@ -53,6 +53,9 @@ public:
     QSize sizeHint() const override;
 
     QString text() const { return m_text; }
+    // A view built ahead of its first showing takes the selected text now,
+    // and reads the commands afresh.
+    void prepareFor(const QString &text);
     QString searchText() const;
     int selectedIndex() const { return m_selectedIndex; }
     bool isLoading() const { return m_isLoading; }
@@ -101,7 +104,7 @@ private:
     void setErrorMessage(const std::optional<QString> &message);
     QRect panelRect() const;
 
-    const QString m_text;
+    QString m_text;
     VendorManager &m_vendorManager;
     TextReplaceCallback m_onTextReplace;
     Callback m_onClose;

@@ -23,6 +23,11 @@ PopupManager &PopupManager::shared()
 
 PopupManager::PopupManager(QObject *parent) : QObject(parent)
 {
+    // The next popup is built while nothing else happens, once the current
+    // one is on screen, so a press only has to fill it in and show it.
+    m_spareTimer.setSingleShot(true);
+    m_spareTimer.setInterval(spareDelayMs);
+    connect(&m_spareTimer, &QTimer::timeout, this, &PopupManager::prepareSpare);
     m_releaseTimer.setSingleShot(true);
     m_releaseTimer.setInterval(releaseWaitMs);
     connect(&m_releaseTimer, &QTimer::timeout, this, [this] {
@@ -40,6 +45,7 @@ void PopupManager::setOpenSettings(std::function<void()> openSettings)
 
 void PopupManager::setupGlobalShortcut()
 {
+    m_spareTimer.start();
     QPointer<PopupManager> self(this);
     GlobalShortcuts::onKeyDown(
         GlobalShortcuts::Name::showPopup(),
@@ -58,6 +64,15 @@ void PopupManager::setupGlobalShortcut()
             }
         },
         this);
+}
+
+void PopupManager::prepareSpare()
+{
+    if (m_spare) {
+        return;
+    }
+    m_spare = new CommandPopup(QString(), VendorManager::shared());
+    m_spare->prepare();
 }
 
 void PopupManager::shortcutReleased()
@@ -118,7 +133,16 @@ void PopupManager::showPopup(const QString &text)
     m_originalApp = original;
 
     printPrivateLine(QStringLiteral("Creating popup with text: ") + text);
-    auto *popup = new CommandPopup(text, VendorManager::shared());
+    // The accessibility thread finds the selection's place while this one
+    // builds the popup.
+    QFuture<SelectionGeometry> geometry = m_accessibility.queryGeometry();
+    CommandPopup *popup = m_spare;
+    m_spare = nullptr;
+    if (popup) {
+        popup->contentView()->prepareFor(text);
+    } else {
+        popup = new CommandPopup(text, VendorManager::shared());
+    }
     QPointer<PopupManager> self(this);
     ContentView *view = popup->contentView();
     view->setOnTextReplace([self](const QString &answer) {
@@ -142,11 +166,12 @@ void PopupManager::showPopup(const QString &text)
     // new press or a close in between finds it.
     m_popover = popup;
     QPointer<CommandPopup> guarded(popup);
-    m_accessibility.queryGeometry().then(this, [this, guarded](const SelectionGeometry &geometry) {
+    geometry.then(this, [this, guarded](const SelectionGeometry &geometry) {
         if (guarded && guarded == m_popover) {
             place(guarded, geometry);
             printLine(QStringLiteral("Popup created and shown"));
             Q_EMIT popupShown();
+            m_spareTimer.start();
         }
     });
 }

@@ -49,10 +49,14 @@ Q_SIGNALS:
 private:
     // How long a held shortcut key delays the reading of the selection.
     static constexpr int releaseWaitMs = 400;
+    // How long after a popup shows (or the shortcut is hooked) the next
+    // popup is built.
+    static constexpr int spareDelayMs = 50;
 
     explicit PopupManager(QObject *parent = nullptr);
     void place(CommandPopup *popup, const SelectionGeometry &geometry);
     void shortcutReleased();
+    void prepareSpare();
     void captureSelection();
 
     QPointer<CommandPopup> m_popover;
@@ -65,4 +69,6 @@ private:
     bool m_shortcutHeld = false;
     std::function<void()> m_pendingCapture;
     QTimer m_releaseTimer;
+    QPointer<CommandPopup> m_spare;
+    QTimer m_spareTimer;
 };

@@ -6,8 +6,8 @@
 #include "X11Windows.h"
 
 #include <QGuiApplication>
+#include <QHash>
 #include <QScreen>
-#include <functional>
 
 namespace {
 
@@ -30,10 +30,16 @@ std::optional<int> valueOf(const AXResult<int> &r)
 }
 
 // The top of the window's tree, searched for a part that fills its
-// container exactly but is reported at another place: the toolkit placed
-// it without counting what lies above it (LibreOffice's document below its
-// menu bar, until the pointer first moves over the window).
-void findMisplacedPart(const UIElement &window, GeometryAnswers &answers)
+// container exactly in size (LibreOffice's document area below its menu
+// bar): such a pair is where a toolkit can place a part without counting
+// what lies above it. The pair of each window is found once; its places are
+// read anew every time, since the toolkit may set them right meanwhile.
+struct PartPair {
+    UIElement container;
+    UIElement part;
+};
+
+std::optional<PartPair> findFillingPart(const UIElement &window)
 {
     struct Node {
         UIElement element;
@@ -42,7 +48,7 @@ void findMisplacedPart(const UIElement &window, GeometryAnswers &answers)
     };
     const auto top = window.frame();
     if (top.failed() || !top.value) {
-        return;
+        return std::nullopt;
     }
     QList<Node> queue{{window, *top.value, 0}};
     int budget = 24;
@@ -53,7 +59,7 @@ void findMisplacedPart(const UIElement &window, GeometryAnswers &answers)
         }
         const auto kids = node.element.children(8);
         if (kids.failed()) {
-            return;
+            return std::nullopt;
         }
         for (const UIElement &kid : *kids.value) {
             if (--budget <= 0) {
@@ -66,12 +72,39 @@ void findMisplacedPart(const UIElement &window, GeometryAnswers &answers)
             const QPoint off = node.frame.topLeft() - frame.value->topLeft();
             if (frame.value->size() == node.frame.size() && !off.isNull() &&
                 std::abs(off.x()) <= 200 && std::abs(off.y()) <= 200) {
-                answers.misplacedPart = *frame.value;
-                answers.misplacedShift = off;
-                return;
+                return PartPair{node.element, kid};
             }
             queue.append({kid, *frame.value, node.depth + 1});
         }
+    }
+    return std::nullopt;
+}
+
+void findMisplacedPart(const UIElement &window, GeometryAnswers &answers)
+{
+    // By window; nothing found is remembered too. Accessibility thread only.
+    static thread_local QHash<QString, std::optional<PartPair>> known;
+    const QString key = window.service() + window.path();
+    auto it = known.find(key);
+    if (it == known.end()) {
+        if (known.size() > 64) {
+            known.clear();
+        }
+        it = known.insert(key, findFillingPart(window));
+    }
+    if (!*it) {
+        return;
+    }
+    const auto container = (*it)->container.frame();
+    const auto part = (*it)->part.frame();
+    if (container.failed() || part.failed() || !container.value || !part.value) {
+        known.erase(it); // gone: searched for again next time
+        return;
+    }
+    const QPoint off = container.value->topLeft() - part.value->topLeft();
+    if (part.value->size() == container.value->size() && !off.isNull()) {
+        answers.misplacedPart = *part.value;
+        answers.misplacedShift = off;
     }
 }
 
@@ -104,6 +137,59 @@ std::optional<Neighbour> farthestSelected(const UIElement &parent, int from, int
         }
     }
     return farthest;
+}
+
+// The place of an embedded object's character (U+FFFC): its own selected
+// characters, found through its own selection, or else its frame.
+std::optional<QRect> placeOfEmbedded(const UIElement &in, int offset, bool first,
+                                     Coordinates coordinates, int depth = 0)
+{
+    const auto character = in.text({offset, offset + 1});
+    if (depth < 4 && !character.failed() && character.value == QString(QChar(0xFFFC))) {
+        const auto object = in.embeddedObjectAt(offset);
+        if (!object.failed() && object.value) {
+            const auto inner = object.value->selections();
+            if (!inner.failed() && !inner.value->isEmpty()) {
+                const UIElement::TextRange r =
+                    first ? inner.value->constFirst() : inner.value->constLast();
+                return placeOfEmbedded(*object.value, first ? r.start : r.end - 1, first,
+                                       coordinates, depth + 1);
+            }
+            return valueOf(object.value->frame(Coordinates::Screen));
+        }
+    }
+    return valueOf(in.characterExtents(offset, coordinates));
+}
+
+// A selection that reaches the element's edge may go on in its neighbours.
+void addNeighbours(const UIElement &element, UIElement::TextRange range, int characterCount,
+                   Coordinates coordinates, GeometryAnswers &answers)
+{
+    const bool atStart = range.start == 0;
+    const bool atEnd = range.end >= characterCount;
+    if (!atStart && !atEnd) {
+        return;
+    }
+    const auto parent = element.parent();
+    const auto index = parent.value ? element.indexInParent() : AXResult<int>::none();
+    if (!parent.value || !index.value) {
+        return;
+    }
+    const auto before =
+        atStart ? farthestSelected(*parent.value, *index.value, -1, false) : std::nullopt;
+    const auto after =
+        atEnd ? farthestSelected(*parent.value, *index.value, 1, true) : std::nullopt;
+    if (before) {
+        answers.firstCharacter =
+            valueOf(before->element.characterExtents(before->range.start, coordinates));
+    }
+    if (after) {
+        answers.lastCharacter =
+            valueOf(after->element.characterExtents(after->range.end - 1, coordinates));
+    }
+    if (before || after) {
+        answers.container = valueOf(parent.value->frame(Coordinates::Screen));
+    }
 }
 
 // Runs on the accessibility thread; answers in device pixels. Only a few
@@ -141,98 +227,79 @@ SelectionGeometry gather()
         answers.accessibleWindow = valueOf(window.value->frame(Coordinates::Screen));
         findMisplacedPart(*window.value, answers);
     }
-    answers.elementOnScreen = valueOf(element.frame(Coordinates::Screen));
-    answers.elementInWindow = valueOf(element.frame(Coordinates::Window));
-    const auto interfaces = element.interfaces();
-    if (interfaces.failed() || !(*interfaces.value & unsigned(UIElement::Interface::Text))) {
+    const auto state = element.textState(true);
+    if (state.failed()) {
+        resolveGeometry(answers, g);
+        return g;
+    }
+    answers.elementOnScreen = state.value->frameOnScreen;
+    answers.elementInWindow = state.value->frameInWindow;
+    if (!state.value->hasText()) {
         resolveGeometry(answers, g);
         return g;
     }
     answers.hasText = true;
-    // Toolkits without screen coordinates for text (GTK 4) answer in window ones.
+    const bool selected = state.value->selectionCount > 0 && !state.value->firstSelection.isEmpty();
+    const UIElement::TextRange range = state.value->firstSelection;
+    int caret = state.value->caret;
+    if (caret >= state.value->characterCount && caret > 0) {
+        // At the very end of a text there is no character: the last one's place.
+        caret = state.value->characterCount - 1;
+    }
+
+    // The first and last selected characters and the one at the cursor, in
+    // one round trip. Toolkits without screen coordinates for text (GTK 4)
+    // answer in window ones.
+    QList<int> offsets;
+    if (selected) {
+        offsets << range.start << range.end - 1;
+    }
+    if (caret >= 0) {
+        offsets << caret;
+    }
     Coordinates coordinates = Coordinates::Screen;
-    auto extents = [&](int offset) {
-        auto r = element.characterExtents(offset, coordinates);
-        if (r.failed() && r.error != AXError::CannotComplete && coordinates == Coordinates::Screen) {
-            coordinates = Coordinates::Window;
-            answers.charactersInWindow = true;
-            r = element.characterExtents(offset, coordinates);
-        }
-        return valueOf(r);
-    };
-    auto characterAt = [&](const std::optional<QRect> &r) -> std::optional<int> {
-        // A line's end may be a character of no width: its place still counts.
-        if (!r || r->height() <= 0) {
-            return std::nullopt;
-        }
-        return valueOf(element.offsetAtPoint(r->center(), coordinates));
-    };
-    // Browsers put one placeholder character (U+FFFC) in a parent's text for
-    // each paragraph or link inside it: the place of such a character is the
-    // selected characters inside that object, found through its own selection.
-    std::function<std::optional<QRect>(const UIElement &, int, bool, int)> place =
-        [&](const UIElement &in, int offset, bool first, int depth) -> std::optional<QRect> {
-        if (depth < 4) {
-            const auto character = in.text({offset, offset + 1});
-            if (!character.failed() && character.value == QString(QChar(0xFFFC))) {
-                const auto object = in.embeddedObjectAt(offset);
-                if (!object.failed() && object.value) {
-                    const auto inner = object.value->selections();
-                    if (!inner.failed() && !inner.value->isEmpty()) {
-                        const UIElement::TextRange r =
-                            first ? inner.value->constFirst() : inner.value->constLast();
-                        return place(*object.value, first ? r.start : r.end - 1, first, depth + 1);
-                    }
-                    return valueOf(object.value->frame(Coordinates::Screen));
-                }
-            }
-        }
-        if (in == element) {
-            return extents(offset);
-        }
-        return valueOf(in.characterExtents(offset, coordinates));
-    };
-    const auto ranges = element.selections();
-    if (!ranges.failed() && !ranges.value->isEmpty()) {
-        const UIElement::TextRange range = ranges.value->constFirst();
+    AXError failure = AXError::Success;
+    QList<std::optional<QRect>> places = element.characterExtents(offsets, coordinates, &failure);
+    if (failure != AXError::Success && failure != AXError::CannotComplete) {
+        coordinates = Coordinates::Window;
+        answers.charactersInWindow = true;
+        places = element.characterExtents(offsets, coordinates);
+    }
+    if (selected) {
         answers.selectionStart = range.start;
         answers.selectionEnd = range.end;
-        answers.firstCharacter = place(element, range.start, true, 0);
-        answers.lastCharacter = place(element, range.end - 1, false, 0);
-        answers.characterAtFirst = characterAt(answers.firstCharacter);
-        const auto count = element.characterCount();
-        const bool atStart = range.start == 0;
-        const bool atEnd = !count.failed() && range.end >= count.value.value_or(0);
-        const auto parent = (atStart || atEnd) ? element.parent() : AXResult<UIElement>::none();
-        const auto index = parent.value ? element.indexInParent() : AXResult<int>::none();
-        if (parent.value && index.value) {
-            const auto before = atStart ? farthestSelected(*parent.value, *index.value, -1, false)
-                                        : std::nullopt;
-            const auto after = atEnd ? farthestSelected(*parent.value, *index.value, 1, true)
-                                     : std::nullopt;
-            if (before) {
-                answers.firstCharacter = valueOf(
-                    before->element.characterExtents(before->range.start, coordinates));
-            }
-            if (after) {
-                answers.lastCharacter = valueOf(
-                    after->element.characterExtents(after->range.end - 1, coordinates));
-            }
-            if (before || after) {
-                answers.container = valueOf(parent.value->frame(Coordinates::Screen));
-            }
+        answers.firstCharacter = places.value(0);
+        answers.lastCharacter = places.value(1);
+        // Browsers put one placeholder character (U+FFFC) in a parent's text
+        // for each paragraph or link inside it: the place of such a character
+        // is the selected characters inside that object.
+        const QString placeholder(QChar(0xFFFC));
+        const auto ends = element.texts({{range.start, range.start + 1}, {range.end - 1, range.end}});
+        if (ends.value(0) == placeholder || ends.value(1) == placeholder) {
+            answers.firstCharacter = placeOfEmbedded(element, range.start, true, coordinates)
+                                         .value_or(answers.firstCharacter.value_or(QRect()));
+            answers.lastCharacter = placeOfEmbedded(element, range.end - 1, false, coordinates)
+                                        .value_or(answers.lastCharacter.value_or(QRect()));
         }
+        addNeighbours(element, range, state.value->characterCount, coordinates, answers);
     }
-    const auto caret = element.caretOffset();
-    if (!caret.failed() && caret.value && *caret.value >= 0) {
-        answers.caretOffset = *caret.value;
-        answers.caret = extents(*caret.value);
-        if ((!answers.caret || answers.caret->isNull()) && *caret.value > 0) {
-            // At the very end of a text there is no character: take the last one's.
-            answers.caretOffset = *caret.value - 1;
-            answers.caret = extents(answers.caretOffset);
-        }
-        answers.characterAtCaret = characterAt(answers.caret);
+    if (caret >= 0) {
+        answers.caretOffset = caret;
+        answers.caret = places.value(selected ? 2 : 0);
+    }
+    // A toolkit that places characters where they are not cannot find them
+    // there again.
+    QList<QPoint> checks;
+    for (const auto &r : {answers.firstCharacter, answers.caret}) {
+        // A line's end may be a character of no width: its place still counts.
+        checks << (r && r->height() > 0 ? r->center() : QPoint(-1, -1));
+    }
+    const QList<std::optional<int>> found = element.offsetsAtPoints(checks, coordinates);
+    if (answers.firstCharacter && answers.firstCharacter->height() > 0) {
+        answers.characterAtFirst = found.value(0);
+    }
+    if (answers.caret && answers.caret->height() > 0) {
+        answers.characterAtCaret = found.value(1);
     }
     resolveGeometry(answers, g);
     return g;

@@ -311,8 +311,8 @@ private Q_SLOTS:
         QVERIFY(keys({shortcut}));
         QVERIFY2(verbose.waitFor(QStringLiteral("Got selected text: ") + sentence, mark),
                  qPrintable(verbose.output().mid(mark)));
-        QVERIFY(verbose.output().mid(mark).contains(QStringLiteral("Creating popup with text: ") +
-                                                    sentence));
+        QVERIFY2(verbose.waitFor(QStringLiteral("Creating popup with text: ") + sentence, mark),
+                 qPrintable(verbose.output().mid(mark)));
         QVERIFY(keys({QStringLiteral("Escape")}));
         verbose.stop();
     }

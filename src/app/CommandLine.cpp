@@ -10,7 +10,9 @@
 #include <QCommandLineParser>
 #include <QCoreApplication>
 #include <QFile>
+#include <csignal>
 #include <cstdio>
+#include <optional>
 #include <termios.h>
 #include <unistd.h>
 
@@ -23,11 +25,13 @@ const QStringList commands{QStringLiteral("run"), QStringLiteral("models"), QStr
 const char *const commandHelp =
     "Without a command, Vellumo starts on the desktop. With one, it runs without any window:\n"
     "\n"
-    "  run \"TITLE OR INSTRUCTION\"  Reads the selected text from standard input, runs the\n"
+    "  run [--keep-input] \"TITLE OR INSTRUCTION\"\n"
+    "                              Reads the selected text from standard input, runs the\n"
     "                              command with exactly that title (or, when no title\n"
     "                              matches, the argument as a one-off instruction) through\n"
     "                              the default provider, and prints the answer exactly as\n"
-    "                              received.\n"
+    "                              received. With --keep-input a failure prints the input\n"
+    "                              unchanged instead (for editor filters).\n"
     "  models PROVIDER             Prints the models offered for PROVIDER, one a line: the\n"
     "                              built-in ones, then those the provider lists today.\n"
     "  key set PROVIDER            Stores the API key read from standard input (never from\n"
@@ -38,8 +42,9 @@ const char *const commandHelp =
     "\n"
     "On the desktop, --verbose also prints the selected text and the answers, which\n"
     "the desktop session may keep in its journal; without it they are never printed.\n"
-    "Exit status: 0 on success, 1 when the command failed (the reason on standard error),\n"
-    "2 for a usage error.";
+    "Standard output carries only the answer or the model ids; every other line goes to\n"
+    "standard error. Exit status: 0 on success, 1 when the command failed (the reason on\n"
+    "standard error), 2 for a usage error.";
 
 void writeOut(const QString &text)
 {
@@ -69,38 +74,104 @@ QByteArray readStandardInput()
     return input.readAll();
 }
 
+// The terminal as it was before the hidden prompt, for the signal handler.
+termios savedTerminal{};
+
+void restoreTerminalAndDie(int signal)
+{
+    tcsetattr(STDIN_FILENO, TCSANOW, &savedTerminal);
+    [[maybe_unused]] const auto written = ::write(STDERR_FILENO, "\n", 1);
+    std::signal(signal, SIG_DFL);
+    std::raise(signal);
+}
+
+// One line from the terminal without echo, as long as it is: the terminal's
+// own line editing stops at 4095 characters, so it is switched off and done
+// here (Backspace, Ctrl+U). Ctrl+C leaves the terminal as it was.
+QByteArray readHiddenLine()
+{
+    QByteArray line;
+    if (tcgetattr(STDIN_FILENO, &savedTerminal) != 0) {
+        return readStandardInput();
+    }
+    termios raw = savedTerminal;
+    raw.c_lflag &= ~tcflag_t(ECHO | ICANON);
+    raw.c_cc[VMIN] = 1;
+    raw.c_cc[VTIME] = 0;
+    struct sigaction restore = {};
+    restore.sa_handler = restoreTerminalAndDie;
+    sigemptyset(&restore.sa_mask);
+    const int signals[] = {SIGINT, SIGTERM, SIGHUP, SIGQUIT};
+    struct sigaction previous[4] = {};
+    for (int i = 0; i < 4; ++i) {
+        sigaction(signals[i], &restore, &previous[i]);
+    }
+    tcsetattr(STDIN_FILENO, TCSANOW, &raw);
+    for (;;) {
+        char c = 0;
+        if (::read(STDIN_FILENO, &c, 1) != 1 || c == '\n' || c == '\r') {
+            break;
+        }
+        if (c == char(savedTerminal.c_cc[VERASE]) || c == '\x7f' || c == '\b') {
+            // A whole UTF-8 character: continuation bytes, then its lead.
+            while (!line.isEmpty() && (uchar(line.back()) & 0xC0) == 0x80) {
+                line.chop(1);
+            }
+            line.chop(1);
+        } else if (c == char(savedTerminal.c_cc[VKILL])) {
+            line.clear();
+        } else if (c == char(savedTerminal.c_cc[VEOF])) {
+            if (line.isEmpty()) {
+                break;
+            }
+        } else {
+            line.append(c);
+        }
+    }
+    tcsetattr(STDIN_FILENO, TCSANOW, &savedTerminal);
+    for (int i = 0; i < 4; ++i) {
+        sigaction(signals[i], &previous[i], nullptr);
+    }
+    writeErr(QString()); // the line break the hidden Return did not show
+    return line;
+}
+
 // The key from a terminal without echoing it, or from a pipe as sent minus
-// its line ending.
+// one line ending.
 QString readKey(AIVendor vendor)
 {
     QByteArray data;
     if (isatty(STDIN_FILENO)) {
         writeErr(QStringLiteral("API key for %1 (not shown):").arg(AIVendors::displayName(vendor)));
-        termios saved{};
-        const bool quiet = tcgetattr(STDIN_FILENO, &saved) == 0;
-        if (quiet) {
-            termios silent = saved;
-            silent.c_lflag &= ~tcflag_t(ECHO);
-            tcsetattr(STDIN_FILENO, TCSANOW, &silent);
-        }
-        char buffer[4096];
-        if (std::fgets(buffer, sizeof buffer, stdin)) {
-            data = buffer;
-        }
-        if (quiet) {
-            tcsetattr(STDIN_FILENO, TCSANOW, &saved);
-        }
+        data = readHiddenLine();
     } else {
         data = readStandardInput();
-    }
-    if (data.endsWith('\n')) {
-        data.chop(1);
-        if (data.endsWith('\r')) {
+        if (data.endsWith('\n')) {
             data.chop(1);
+            if (data.endsWith('\r')) {
+                data.chop(1);
+            }
         }
     }
     return QString::fromUtf8(data);
 }
+
+// Runs the event loop until finish is called, also when it is called before
+// the loop starts (a request that fails at once).
+class Outcome {
+public:
+    explicit Outcome(QCoreApplication &app) : m_app(app) {}
+    void finish(int code)
+    {
+        m_code = code;
+        m_app.exit(code);
+    }
+    int wait() { return m_code ? *m_code : m_app.exec(); }
+
+private:
+    QCoreApplication &m_app;
+    std::optional<int> m_code;
+};
 
 std::optional<AIVendor> parseVendor(const QString &text)
 {
@@ -118,49 +189,59 @@ AICommand findCommand(const QString &titleOrInstruction)
     return AICommand(QStringLiteral("💬 ") + titleOrInstruction, titleOrInstruction);
 }
 
-int runCommand(QCoreApplication &app, const QString &titleOrInstruction)
+int runCommand(QCoreApplication &app, const QString &titleOrInstruction, bool keepInput)
 {
-    const QString selectedText = QString::fromUtf8(readStandardInput());
+    const QByteArray input = readStandardInput();
+    const QString selectedText = QString::fromUtf8(input);
     const AICommand command = findCommand(titleOrInstruction);
+    const auto fail = [&input, keepInput](const QString &why) {
+        if (keepInput) {
+            writeOut(input);
+        }
+        writeErr(why);
+        return failure;
+    };
 
+    if (!KeychainService::shared().refreshPresenceNow()) {
+        // The key store's line has said why; nothing was sent.
+        return fail(QStringLiteral("Nothing was sent: the API keys cannot be read."));
+    }
     VendorManager &manager = VendorManager::shared();
     const std::optional<AIVendor> vendor = manager.defaultVendor();
     if (!vendor || !manager.configuration(*vendor).hasAPIKey()) {
-        writeErr(QStringLiteral(
+        return fail(QStringLiteral(
             "No valid AI provider configured. Please configure an API key in settings."));
-        return failure;
     }
 
+    Outcome outcome(app);
     manager.sendMessage(composeCommandPrompt(command.prompt, selectedText))
-        .then(&app,
-              [&app](const QString &answer) {
-                  writeOut(answer);
-                  app.exit(success);
-              })
-        .onFailed(&app,
-                  [&app](const APIError &error) {
-                      writeErr(errorText(error));
-                      app.exit(failure);
-                  })
-        .onFailed(&app, [&app](const std::exception &error) {
-            writeErr(QStringLiteral("Error: ") + QString::fromUtf8(error.what()));
-            app.exit(failure);
+        .then(&app, [&outcome, fail](QFuture<QString> done) {
+            QString answer;
+            try {
+                answer = done.result(); // rethrows the failure of the call
+            } catch (...) {
+                outcome.finish(fail(errorText(std::current_exception())));
+                return;
+            }
+            writeOut(answer);
+            outcome.finish(success);
         });
-    return app.exec();
+    return outcome.wait();
 }
 
 int listModels(QCoreApplication &app, AIVendor vendor)
 {
     VendorManager &manager = VendorManager::shared();
-    manager.fetchModels(vendor).then(&app, [&app, &manager, vendor](const QStringList &models) {
+    Outcome outcome(app);
+    manager.fetchModels(vendor).then(&app, [&outcome, &manager, vendor](const QStringList &models) {
         writeOut(models.join(u'\n') + u'\n');
         const QString problem = manager.modelListError(vendor);
         if (!problem.isEmpty()) {
             writeErr(problem);
         }
-        app.exit(problem.isEmpty() ? success : failure);
+        outcome.finish(problem.isEmpty() ? success : failure);
     });
-    return app.exec();
+    return outcome.wait();
 }
 
 int keyCommand(const QString &action, AIVendor vendor)
@@ -169,6 +250,12 @@ int keyCommand(const QString &action, AIVendor vendor)
         const QString key = readKey(vendor);
         if (key.isEmpty()) {
             writeErr(QStringLiteral("No API key given on standard input; nothing was stored."));
+            return failure;
+        }
+        if (!KeychainService::isAcceptableKey(key)) {
+            writeErr(QStringLiteral("The API key holds a control character (a line break, a tab "
+                                    "or another invisible one); nothing was stored. A key is "
+                                    "one line of visible characters."));
             return failure;
         }
         if (!KeychainService::shared().storeAPIKey(key, vendor)) {
@@ -222,11 +309,12 @@ int exec(QCoreApplication &app)
     }
     const QString command = arguments.first();
     if (command == QLatin1String("run")) {
-        if (arguments.size() != 2) {
+        const bool keepInput = arguments.value(1) == QLatin1String("--keep-input");
+        if (arguments.size() != (keepInput ? 3 : 2)) {
             return usage(QStringLiteral("run takes one argument: the command's title or an "
-                                        "instruction, in quotes."));
+                                        "instruction, in quotes (after --keep-input, if given)."));
         }
-        return runCommand(app, arguments.at(1));
+        return runCommand(app, arguments.last(), keepInput);
     }
     if (command == QLatin1String("models")) {
         const auto vendor = arguments.size() == 2 ? parseVendor(arguments.at(1)) : std::nullopt;

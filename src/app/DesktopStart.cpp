@@ -49,21 +49,42 @@ void quitOnSignals(QApplication &app)
     sigaction(SIGTERM, &action, nullptr);
 }
 
-bool anyKeyStored()
+// What the user can press now, or why nothing and how to change that.
+QString startupLine()
 {
-    for (AIVendor vendor : AIVendors::allCases()) {
-        const std::optional<QString> key = KeychainService::shared().retrieveAPIKey(vendor);
-        if (key && !key->isEmpty()) {
-            return true;
+    const GlobalShortcuts::Name &name = GlobalShortcuts::Name::showPopup();
+    const QString settings = DefaultsStore::standard().filePath();
+    const QString restoreDefault =
+        QStringLiteral("To get the default (%1) back, remove the line \"%2\" from %3 and start "
+                       "Vellumo again.")
+            .arg(GlobalShortcuts::shortcutDescription(*name.defaultShortcut()), name.storeKey(),
+                 settings);
+    const std::optional<QString> stored = DefaultsStore::standard().text(name.storeKey());
+    const std::optional<GlobalShortcuts::Shortcut> shortcut = GlobalShortcuts::getShortcut(name);
+    if (!shortcut) {
+        if (stored && *stored != QLatin1String("false")) {
+            return QStringLiteral("The stored shortcut is not one Vellumo can read, so no "
+                                  "shortcut is set. ") +
+                   restoreDefault;
         }
+        return QStringLiteral("No shortcut is set, so Vellumo cannot be called. ") +
+               restoreDefault;
     }
-    return false;
-}
-
-QString shortcutText()
-{
-    const auto shortcut = GlobalShortcuts::getShortcut(GlobalShortcuts::Name::showPopup());
-    return shortcut ? GlobalShortcuts::shortcutDescription(*shortcut) : QString();
+    const QString text = GlobalShortcuts::shortcutDescription(*shortcut);
+    if (!GlobalShortcuts::namesAKey(*shortcut)) {
+        return QStringLiteral("The stored shortcut (%1) names no key of this keyboard, so no "
+                              "shortcut is set. ")
+                   .arg(text) +
+               restoreDefault;
+    }
+    if (!GlobalShortcuts::isRegistered(name)) {
+        return QStringLiteral("%1 is taken by another application, so it does not call Vellumo. "
+                              "Free it there, or choose another shortcut. ")
+                   .arg(text) +
+               restoreDefault;
+    }
+    return QStringLiteral("Vellumo is ready: select text in any application and press ") + text +
+           u'.';
 }
 
 } // namespace
@@ -76,6 +97,7 @@ int exec(QApplication &app)
     const bool onboarded = DefaultsStore::standard().boolean(onboardingCompletedKey).value_or(false);
     if (onboarded && isProcessTrusted(false)) {
         PopupManager::shared().setupGlobalShortcut();
+        Console::printLine(startupLine());
         return app.exec();
     }
 
@@ -87,7 +109,18 @@ int exec(QApplication &app)
             "log in to an X11 session and start Vellumo again."));
         return 1;
     }
-    if (!anyKeyStored()) {
+    KeychainService &keys = KeychainService::shared();
+    if (!keys.refreshPresenceNow()) {
+        // The key store has printed why it could not answer.
+        Console::printError(QStringLiteral("Vellumo cannot start before it can read the API "
+                                           "keys; start it again once the keyring answers."));
+        return 1;
+    }
+    const QList<AIVendor> providers = AIVendors::allCases();
+    const bool anyKeyStored = std::any_of(providers.begin(), providers.end(), [&keys](AIVendor v) {
+        return keys.presence(v) == KeychainService::Presence::stored;
+    });
+    if (!anyKeyStored) {
         Console::printError(QStringLiteral(
             "Vellumo is not set up yet: store the API key of your AI provider with\n"
             "  vellumo key set openai      (or anthropic, or gemini)\n"
@@ -96,12 +129,7 @@ int exec(QApplication &app)
     }
     DefaultsStore::standard().setBoolean(onboardingCompletedKey, true);
     PopupManager::shared().setupGlobalShortcut();
-    const QString shortcut = shortcutText();
-    if (!shortcut.isEmpty()) {
-        Console::printLine(QStringLiteral("Vellumo is ready: select text in any application and "
-                                          "press ") +
-                           shortcut + QStringLiteral("."));
-    }
+    Console::printLine(startupLine());
     return app.exec();
 }
 

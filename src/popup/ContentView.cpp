@@ -5,6 +5,7 @@
 #include "CommandsList.h"
 #include "Compositor.h"
 #include "ErrorMessageView.h"
+#include "KeychainService.h"
 #include "LoadingOverlay.h"
 #include "NotConfiguredView.h"
 #include "PopupStyle.h"
@@ -74,6 +75,8 @@ ContentView::ContentView(QString text, VendorManager &vendorManager, QWidget *pa
             Qt::QueuedConnection);
     connect(&m_vendorManager, &VendorManager::configurationsChanged, this, &ContentView::rebuild,
             Qt::QueuedConnection);
+    connect(&m_vendorManager, &VendorManager::keyPresenceChanged, this, &ContentView::rebuild,
+            Qt::QueuedConnection);
 
     setTranslucent(Compositor::isRunning());
     rebuild();
@@ -97,11 +100,14 @@ QList<AICommand> ContentView::filteredCommands() const
 
 bool ContentView::providerReady() const
 {
+    const KeychainService &keys = KeychainService::shared();
     const std::optional<AIVendor> vendor = m_vendorManager.defaultVendor();
     if (!vendor) {
-        return false;
+        // When the key store cannot tell, running a command says why.
+        return !keys.problem().isEmpty();
     }
-    return !m_vendorManager.configuration(*vendor).apiKey().trimmed().isEmpty();
+    return keys.presence(m_vendorManager.configuration(*vendor).vendor) !=
+           KeychainService::Presence::missing;
 }
 
 bool ContentView::isShowingNotConfigured() const

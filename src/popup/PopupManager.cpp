@@ -5,6 +5,7 @@
 #include "ContentView.h"
 #include "GlobalShortcuts.h"
 #include "SelectionCapture.h"
+#include "KeychainService.h"
 #include "VendorManager.h"
 
 #include <QCursor>
@@ -88,6 +89,9 @@ void PopupManager::shortcutReleased()
 void PopupManager::handleShortcut()
 {
     printLine(QStringLiteral("Hotkey pressed, getting selected text..."));
+    // Keys stored or removed since the last popup show in this one; the
+    // store answers on its own thread while the selection is read.
+    KeychainService::shared().refreshPresence();
     // While the shortcut's key is down, the X server holds the keyboard for
     // Vellumo, and toolkits take that for a lost focus: GTK and LibreOffice
     // then report no focused text. The selection is read once the key is

@@ -103,6 +103,8 @@ QString errorText(const std::exception_ptr &error)
         std::rethrow_exception(error);
     } catch (const APIError &apiError) {
         return errorText(apiError);
+    } catch (const KeyStoreError &keyStoreError) {
+        return keyStoreError.sentence();
     } catch (const std::exception &other) {
         return QStringLiteral("Error: ") + QString::fromUtf8(other.what());
     } catch (...) {

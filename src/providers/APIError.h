@@ -44,6 +44,22 @@ private:
     QByteArray m_what;
 };
 
+// The key store could not tell whether there is a key (locked, absent, not
+// answering): a failure of its own, never taken for "no key".
+class KeyStoreError : public QException {
+public:
+    explicit KeyStoreError(QString sentence) : m_sentence(std::move(sentence)), m_what(m_sentence.toUtf8()) {}
+    // What the user reads, as the key store words it.
+    QString sentence() const { return m_sentence; }
+    const char *what() const noexcept override { return m_what.constData(); }
+    void raise() const override { throw *this; }
+    KeyStoreError *clone() const override { return new KeyStoreError(*this); }
+
+private:
+    QString m_sentence;
+    QByteArray m_what;
+};
+
 // The one sentence the user sees for a failed command run.
 QString errorText(const APIError &error);
 // The same for any failure: an APIError by its sentence, anything else as

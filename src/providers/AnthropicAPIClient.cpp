@@ -4,17 +4,17 @@
 
 QFuture<QString> AnthropicAPIClient::sendMessage(const QString &prompt)
 {
-    return ProviderRequest::send(buildRequest(prompt), &AnthropicAPIClient::extractAnswer);
+    const QString key = apiKey();
+    return ProviderRequest::send(key, buildRequest(prompt, key), &AnthropicAPIClient::extractAnswer);
 }
 
 std::optional<ProviderRequest::Prepared>
-AnthropicAPIClient::buildRequest(const QString &prompt) const
+AnthropicAPIClient::buildRequest(const QString &prompt, const QString &key) const
 {
     const auto url = ProviderRequest::endpointURL(config.baseURL() + QStringLiteral("/messages"));
     if (!url) {
         return std::nullopt;
     }
-    const QString key = config.apiKey();
     QNetworkRequest request = ProviderRequest::makeRequest(*url);
     // Sent even when empty: the provider's refusal then comes back as usual.
     request.setRawHeader("x-api-key", ProviderRequest::headerValue(key));

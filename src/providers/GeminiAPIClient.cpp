@@ -4,12 +4,12 @@
 
 QFuture<QString> GeminiAPIClient::sendMessage(const QString &prompt)
 {
-    return ProviderRequest::send(buildRequest(prompt), &GeminiAPIClient::extractAnswer);
+    const QString key = apiKey();
+    return ProviderRequest::send(key, buildRequest(prompt, key), &GeminiAPIClient::extractAnswer);
 }
 
-std::optional<ProviderRequest::Prepared> GeminiAPIClient::buildRequest(const QString &prompt) const
+std::optional<ProviderRequest::Prepared> GeminiAPIClient::buildRequest(const QString &prompt, const QString &key) const
 {
-    const QString key = config.apiKey();
     const auto url = ProviderRequest::endpointURL(config.baseURL() + QStringLiteral("/models/") +
                                                   config.selectedModel +
                                                   QStringLiteral(":generateContent?key=") + key);

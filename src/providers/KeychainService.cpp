@@ -1,53 +1,68 @@
 #include "KeychainService.h"
 
-#include <QCoreApplication>
+#include "APIError.h"
+#include "Console.h"
+#include "SecretService.h"
+
+#include <QPromise>
 #include <QStringDecoder>
-#include <QThread>
-#include <future>
-#include <iostream>
-#include <qt6keychain/keychain.h>
+#include <QThreadPool>
 
 namespace {
 
-void printLine(const QString &line)
+SecretService::Attributes attributes(AIVendor vendor)
 {
-    std::cout << line.toStdString() << std::endl;
+    return {{QStringLiteral("service"), KeychainService::service(vendor)},
+            {QStringLiteral("account"), KeychainService::account}};
 }
 
-QString statusText(const KeychainService::Outcome &outcome)
+// How versions before this one addressed the same item.
+SecretService::Attributes earlierAttributes(AIVendor vendor)
 {
-    QString text = QString::number(outcome.code);
-    if (!outcome.errorText.isEmpty()) {
-        text += QStringLiteral(" (") + outcome.errorText + u')';
+    return {{QStringLiteral("server"), KeychainService::service(vendor)},
+            {QStringLiteral("user"), KeychainService::account}};
+}
+
+QString label(AIVendor vendor)
+{
+    return QStringLiteral("Vellumo API key for ") + AIVendors::displayName(vendor);
+}
+
+void reportFailure(const char *operation, AIVendor vendor, const QString &why)
+{
+    Console::printError(QStringLiteral("Failed to %1 API key for %2: %3")
+                            .arg(QLatin1String(operation), AIVendors::displayName(vendor), why));
+}
+
+// An item of an earlier version is moved to the documented attributes the
+// first time it is read; the key is returned even if the move fails.
+SecretService::Result moveEarlierItem(AIVendor vendor)
+{
+    const SecretService::Result earlier = SecretService::find(earlierAttributes(vendor));
+    if (earlier.status != SecretService::Status::ok) {
+        return earlier;
     }
-    return text;
+    if (SecretService::store(label(vendor), attributes(vendor), earlier.secret).status ==
+        SecretService::Status::ok) {
+        SecretService::remove(earlierAttributes(vendor));
+    }
+    return earlier;
 }
 
 } // namespace
 
 KeychainService &KeychainService::shared()
 {
-    static KeychainService instance;
-    return instance;
+    // Never destroyed: its worker may sit in a call to a keyring that does
+    // not answer when the process ends.
+    static KeychainService *instance = new KeychainService();
+    return *instance;
 }
 
-KeychainService::KeychainService() : m_thread(std::make_unique<QThread>())
+KeychainService::KeychainService() : m_worker(new QThreadPool(this))
 {
-    m_thread->setObjectName(QStringLiteral("vellumo-keychain"));
-    m_context = new QObject();
-    m_context->moveToThread(m_thread.get());
-    QObject::connect(m_thread.get(), &QThread::finished, m_context, &QObject::deleteLater);
-    m_thread->start();
-}
-
-KeychainService::~KeychainService()
-{
-    m_thread->quit();
-    // A job stuck in a prompt must not keep the process from ending.
-    if (!m_thread->wait(std::chrono::milliseconds(500))) {
-        m_thread->terminate();
-        m_thread->wait();
-    }
+    m_worker->setMaxThreadCount(1);
+    m_worker->setObjectName(QStringLiteral("vellumo-keychain"));
 }
 
 QString KeychainService::service(AIVendor vendor)
@@ -55,97 +70,179 @@ QString KeychainService::service(AIVendor vendor)
     return serviceName + u'.' + AIVendors::rawValue(vendor);
 }
 
-KeychainService::Outcome KeychainService::run(Operation operation, AIVendor vendor,
-                                              const QByteArray &data)
+bool KeychainService::isAcceptableKey(const QString &key)
 {
-    auto promise = std::make_shared<std::promise<Outcome>>();
-    std::future<Outcome> future = promise->get_future();
-    const QString serviceText = service(vendor);
-
-    QMetaObject::invokeMethod(m_context, [operation, serviceText, data, promise]() {
-        QKeychain::Job *job = nullptr;
-        switch (operation) {
-        case Operation::Read:
-            job = new QKeychain::ReadPasswordJob(serviceText);
-            break;
-        case Operation::Write: {
-            auto *write = new QKeychain::WritePasswordJob(serviceText);
-            // Stored as text, so the key reads back as it is with the desktop's
-            // own secret tools too.
-            write->setTextData(QString::fromUtf8(data));
-            job = write;
-            break;
+    for (const QChar c : key) {
+        const QChar::Category category = c.category();
+        if (category == QChar::Other_Control || category == QChar::Separator_Line ||
+            category == QChar::Separator_Paragraph) {
+            return false;
         }
-        case Operation::Delete:
-            job = new QKeychain::DeletePasswordJob(serviceText);
-            break;
-        }
-        job->setInsecureFallback(false);
-        job->setAutoDelete(true);
-        job->setKey(KeychainService::account);
-        QObject::connect(job, &QKeychain::Job::finished, job, [promise](QKeychain::Job *done) {
-            Outcome outcome;
-            outcome.code = static_cast<int>(done->error());
-            if (done->error() != QKeychain::NoError) {
-                outcome.errorText = done->errorString();
-            }
-            if (auto *read = qobject_cast<QKeychain::ReadPasswordJob *>(done)) {
-                outcome.data = read->binaryData();
-            }
-            promise->set_value(outcome);
-        });
-        job->start();
-    });
-
-    if (future.wait_for(callTimeout) != std::future_status::ready) {
-        return Outcome{QKeychain::OtherError,
-                       QStringLiteral("no answer from the Secret Service within %1 ms")
-                           .arg(callTimeout.count()),
-                       {}};
     }
-    return future.get();
+    return true;
 }
 
-bool KeychainService::storeAPIKey(const QString &key, AIVendor vendor)
+KeychainService::Presence KeychainService::presence(AIVendor vendor) const
 {
-    const QByteArray data = key.toUtf8();
-    // Storing is always delete, then add; the delete's outcome does not matter.
-    run(Operation::Delete, vendor);
-    const Outcome outcome = run(Operation::Write, vendor, data);
-    if (outcome.code == QKeychain::NoError) {
-        return true;
+    const std::lock_guard lock(m_mutex);
+    return m_presence.value(vendor, Presence::unknown);
+}
+
+QString KeychainService::problem() const
+{
+    const std::lock_guard lock(m_mutex);
+    return m_problem;
+}
+
+void KeychainService::setOutcome(std::optional<AIVendor> vendor, Presence presence,
+                                 const QString &problem)
+{
+    {
+        const std::lock_guard lock(m_mutex);
+        if (!problem.isEmpty()) {
+            m_problem = problem;
+            for (AIVendor each : AIVendors::allCases()) {
+                m_presence.insert(each, Presence::unavailable);
+            }
+        } else {
+            if (!m_problem.isEmpty()) {
+                // The others were not read since the store answered again.
+                m_problem.clear();
+                for (AIVendor each : AIVendors::allCases()) {
+                    m_presence.insert(each, Presence::unknown);
+                }
+            }
+            if (vendor) {
+                m_presence.insert(*vendor, presence);
+            }
+        }
     }
-    printLine(QStringLiteral("Failed to store API key for ") + AIVendors::displayName(vendor) +
-              QStringLiteral(": ") + statusText(outcome));
-    return false;
+    announce();
+}
+
+void KeychainService::announce()
+{
+    QMetaObject::invokeMethod(this, &KeychainService::presenceChanged, Qt::QueuedConnection);
+}
+
+KeychainService::KeyRead KeychainService::readAPIKey(AIVendor vendor)
+{
+    SecretService::Result result = SecretService::find(attributes(vendor));
+    if (result.status == SecretService::Status::notFound) {
+        result = moveEarlierItem(vendor);
+    }
+    switch (result.status) {
+    case SecretService::Status::ok: {
+        QStringDecoder decoder(QStringDecoder::Utf8, QStringDecoder::Flag::Stateless);
+        const QString text = decoder.decode(result.secret);
+        if (decoder.hasError()) {
+            reportFailure("retrieve", vendor, QStringLiteral("the stored key is not UTF-8 text"));
+            setOutcome(vendor, Presence::missing, {});
+            return {};
+        }
+        setOutcome(vendor, text.trimmed().isEmpty() ? Presence::missing : Presence::stored, {});
+        return KeyRead{text, {}};
+    }
+    case SecretService::Status::notFound:
+        setOutcome(vendor, Presence::missing, {});
+        return {};
+    default: {
+        const QString why = SecretService::sentence(result);
+        reportFailure("retrieve", vendor, why);
+        setOutcome(vendor, Presence::unavailable, why);
+        return KeyRead{std::nullopt, why};
+    }
+    }
 }
 
 std::optional<QString> KeychainService::retrieveAPIKey(AIVendor vendor)
 {
-    Outcome outcome = run(Operation::Read, vendor);
-    if (outcome.code == QKeychain::EntryNotFound) {
-        return std::nullopt;
+    return readAPIKey(vendor).key;
+}
+
+bool KeychainService::storeAPIKey(const QString &key, AIVendor vendor)
+{
+    if (!isAcceptableKey(key)) {
+        reportFailure("store", vendor,
+                      QStringLiteral("the key holds control characters (a line break, a tab...)"));
+        return false;
     }
-    if (outcome.code == QKeychain::NoError) {
-        QStringDecoder decoder(QStringDecoder::Utf8, QStringDecoder::Flag::Stateless);
-        QString text = decoder.decode(outcome.data);
-        if (!decoder.hasError()) {
-            return text;
-        }
-        outcome.errorText = QStringLiteral("the stored key is not UTF-8 text");
+    const SecretService::Result result =
+        SecretService::store(label(vendor), attributes(vendor), key.toUtf8());
+    if (result.status != SecretService::Status::ok) {
+        const QString why = SecretService::sentence(result);
+        reportFailure("store", vendor, why);
+        setOutcome(vendor, Presence::unavailable, why);
+        return false;
     }
-    printLine(QStringLiteral("Failed to retrieve API key for ") + AIVendors::displayName(vendor) +
-              QStringLiteral(": ") + statusText(outcome));
-    return std::nullopt;
+    // An item of an earlier version would come back on the next read.
+    SecretService::remove(earlierAttributes(vendor));
+    setOutcome(vendor, key.trimmed().isEmpty() ? Presence::missing : Presence::stored, {});
+    return true;
 }
 
 bool KeychainService::deleteAPIKey(AIVendor vendor)
 {
-    const Outcome outcome = run(Operation::Delete, vendor);
-    if (outcome.code == QKeychain::NoError || outcome.code == QKeychain::EntryNotFound) {
-        return true;
+    SecretService::Result result = SecretService::remove(attributes(vendor));
+    if (result.status == SecretService::Status::ok) {
+        result = SecretService::remove(earlierAttributes(vendor));
     }
-    printLine(QStringLiteral("Failed to delete API key for ") + AIVendors::displayName(vendor) +
-              QStringLiteral(": ") + statusText(outcome));
-    return false;
+    if (result.status != SecretService::Status::ok) {
+        const QString why = SecretService::sentence(result);
+        reportFailure("delete", vendor, why);
+        setOutcome(vendor, Presence::unavailable, why);
+        return false;
+    }
+    setOutcome(vendor, Presence::missing, {});
+    return true;
+}
+
+void KeychainService::readAllPresence()
+{
+    for (AIVendor vendor : AIVendors::allCases()) {
+        if (readAPIKey(vendor).failed()) {
+            return;
+        }
+    }
+}
+
+void KeychainService::refreshPresence()
+{
+    {
+        const std::lock_guard lock(m_mutex);
+        if (m_refreshQueued) {
+            return;
+        }
+        m_refreshQueued = true;
+    }
+    m_worker->start([this] {
+        {
+            const std::lock_guard lock(m_mutex);
+            m_refreshQueued = false;
+        }
+        readAllPresence();
+    });
+}
+
+bool KeychainService::refreshPresenceNow()
+{
+    readAllPresence();
+    return problem().isEmpty();
+}
+
+QFuture<QString> KeychainService::keyForRequest(AIVendor vendor)
+{
+    auto promise = std::make_shared<QPromise<QString>>();
+    QFuture<QString> future = promise->future();
+    promise->start();
+    m_worker->start([this, vendor, promise] {
+        const KeyRead read = readAPIKey(vendor);
+        if (read.failed()) {
+            promise->setException(KeyStoreError(read.problem));
+        } else {
+            promise->addResult(read.key.value_or(QString()));
+        }
+        promise->finish();
+    });
+    return future;
 }

@@ -1,6 +1,7 @@
 #include "ModelLists.h"
 
 #include "AnthropicAPIClient.h"
+#include "KeychainService.h"
 #include "ProviderRequest.h"
 
 #include <QPromise>
@@ -135,9 +136,12 @@ void fetchPage(const std::shared_ptr<Pager> &pager, const QString &cursor)
 
 } // namespace
 
-QFuture<QStringList> fetch(const VendorConfig &config)
+QFuture<QStringList> fetch(const VendorConfig &config, const QString &key)
 {
-    auto pager = std::make_shared<Pager>(Pager{config, config.apiKey(), {}, 0, {}});
+    if (!KeychainService::isAcceptableKey(key)) {
+        return ProviderRequest::failedFuture<QStringList>(APIError::httpError(401));
+    }
+    auto pager = std::make_shared<Pager>(Pager{config, key, {}, 0, {}});
     QFuture<QStringList> future = pager->promise.future();
     pager->promise.start();
     fetchPage(pager, QString());
@@ -155,9 +159,9 @@ QStringList merge(const QStringList &builtIn, const QStringList &live)
     return offered;
 }
 
-QString failureSentence(AIVendor vendor, const APIError &error)
+QString failureSentence(AIVendor vendor, const QString &reason)
 {
-    QString why = error.description();
+    QString why = reason;
     while (why.endsWith(u'.')) {
         why.chop(1);
     }

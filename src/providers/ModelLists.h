@@ -12,14 +12,14 @@
 namespace ModelLists {
 
 // The ids the provider lists for the configuration's host, with the key
-// stored now, following every page. Gemini keeps only models that can
-// generate content, without their "models/" prefix. Fails with APIError.
-QFuture<QStringList> fetch(const VendorConfig &config);
+// given, following every page. Gemini keeps only models that can generate
+// content, without their "models/" prefix. Fails with APIError.
+QFuture<QStringList> fetch(const VendorConfig &config, const QString &key);
 
 // builtIn, then the live ids not already in it, in the provider's order.
 QStringList merge(const QStringList &builtIn, const QStringList &live);
 
 // Why only the built-in list is offered, in one sentence.
-QString failureSentence(AIVendor vendor, const APIError &error);
+QString failureSentence(AIVendor vendor, const QString &why);
 
 } // namespace ModelLists

@@ -5,7 +5,8 @@
 
 QFuture<QString> OpenAIAPIClient::sendMessage(const QString &prompt)
 {
-    return ProviderRequest::send(buildRequest(prompt), &OpenAIAPIClient::extractAnswer);
+    const QString key = apiKey();
+    return ProviderRequest::send(key, buildRequest(prompt, key), &OpenAIAPIClient::extractAnswer);
 }
 
 bool OpenAIAPIClient::usesCompletionTokens(const QString &model)
@@ -23,14 +24,13 @@ bool OpenAIAPIClient::usesCompletionTokens(const QString &model)
     return false;
 }
 
-std::optional<ProviderRequest::Prepared> OpenAIAPIClient::buildRequest(const QString &prompt) const
+std::optional<ProviderRequest::Prepared> OpenAIAPIClient::buildRequest(const QString &prompt, const QString &key) const
 {
     const auto url =
         ProviderRequest::endpointURL(config.baseURL() + QStringLiteral("/chat/completions"));
     if (!url) {
         return std::nullopt;
     }
-    const QString key = config.apiKey();
     QNetworkRequest request = ProviderRequest::makeRequest(*url);
     request.setRawHeader("Authorization", QByteArrayLiteral("Bearer ") + key.toUtf8());
 

@@ -1,21 +1,57 @@
 #include "ProviderRequest.h"
 
+#include "KeychainService.h"
 #include "Network.h"
 
 #include <QJsonDocument>
 #include <QJsonParseError>
 #include <QNetworkAccessManager>
 #include <QNetworkReply>
+#include <cstring>
 #include <memory>
 
 namespace ProviderRequest {
 
 namespace {
 
+// A request body that can be read once and never rewound. Qt's HTTP layer
+// sends a request again when its connection drops before an answer (up to
+// three more times), which for a provider means paying for the same prompt
+// up to four times; without a rewindable body it cannot, and the call fails.
+class OneShotBody : public QIODevice {
+public:
+    explicit OneShotBody(QByteArray data) : m_data(std::move(data)) { open(QIODevice::ReadOnly); }
+    bool isSequential() const override { return true; }
+    bool reset() override { return false; }
+    qint64 bytesAvailable() const override
+    {
+        return m_data.size() - m_position + QIODevice::bytesAvailable();
+    }
+    bool atEnd() const override { return m_position >= m_data.size(); }
+
+protected:
+    qint64 readData(char *data, qint64 maxSize) override
+    {
+        const qint64 count = std::min(maxSize, qint64(m_data.size()) - m_position);
+        std::memcpy(data, m_data.constData() + m_position, size_t(count));
+        m_position += count;
+        return count;
+    }
+    qint64 writeData(const char *, qint64) override { return -1; }
+
+private:
+    QByteArray m_data;
+    qint64 m_position = 0;
+};
+
 QString transportErrorText(const QNetworkReply &reply, const QString &secret)
 {
     QString text;
     switch (reply.error()) {
+    case QNetworkReply::ContentReSendError:
+        text = QStringLiteral("The connection closed before an answer came; the request was "
+                              "not sent again.");
+        break;
     // Nothing here aborts a request, so a cancelled reply is the transfer
     // timeout at work.
     case QNetworkReply::OperationCanceledError:
@@ -79,10 +115,32 @@ QFuture<QByteArray> perform(const QNetworkRequest &request, const QByteArray &ve
     promise->start();
 
     QNetworkAccessManager &manager = Network::accessManager();
-    QNetworkReply *reply =
-        verb == "GET" ? manager.get(request) : manager.sendCustomRequest(request, verb, body);
-    QObject::connect(reply, &QNetworkReply::finished, reply, [reply, promise, secret]() {
+    QNetworkReply *reply = nullptr;
+    if (verb == "GET") {
+        reply = manager.get(request);
+    } else {
+        QNetworkRequest once = request;
+        once.setAttribute(QNetworkRequest::DoNotBufferUploadDataAttribute, true);
+        once.setHeader(QNetworkRequest::ContentLengthHeader, body.size());
+        auto *device = new OneShotBody(body);
+        reply = manager.sendCustomRequest(once, verb, device);
+        device->setParent(reply);
+    }
+    auto tooLong = std::make_shared<bool>(false);
+    QObject::connect(reply, &QNetworkReply::downloadProgress, reply,
+                     [reply, tooLong](qint64 received, qint64 total) {
+                         if (received > maxBodyBytes || total > maxBodyBytes) {
+                             *tooLong = true;
+                             reply->abort();
+                         }
+                     });
+    QObject::connect(reply, &QNetworkReply::finished, reply, [reply, promise, secret, tooLong]() {
         reply->deleteLater();
+        if (*tooLong) {
+            promise->setException(APIError::invalidResponse());
+            promise->finish();
+            return;
+        }
         const QVariant status = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute);
         const bool transportFailed = reply->error() != QNetworkReply::NoError &&
                                      reply->error() < QNetworkReply::ContentAccessDenied;
@@ -100,9 +158,13 @@ QFuture<QByteArray> perform(const QNetworkRequest &request, const QByteArray &ve
     return future;
 }
 
-QFuture<QString> send(const std::optional<Prepared> &prepared,
+QFuture<QString> send(const QString &key, const std::optional<Prepared> &prepared,
                       QString (*extract)(const QByteArray &body))
 {
+    if (!KeychainService::isAcceptableKey(key)) {
+        // A line break in a header would start another header.
+        return failedFuture<QString>(APIError::httpError(401));
+    }
     if (!prepared) {
         return failedFuture<QString>(APIError::invalidURL());
     }

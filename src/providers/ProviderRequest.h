@@ -28,10 +28,12 @@ QNetworkRequest makeRequest(const QUrl &url, bool jsonBody = true);
 QByteArray headerValue(const QString &text);
 
 // Runs one exchange through the shared access manager: verb "POST" with the
-// body, or "GET". Resolves with the whole body of a status-200 answer. Fails
-// with httpError for any other status (the body is not read), networkError
-// for a transport failure, invalidResponse when no HTTP answer came. The
-// secret, when not empty, is cut out of any transport error text.
+// body, or "GET". The request is sent at most once: a connection that drops
+// fails the call, it is never sent again. Resolves with the whole body of a
+// status-200 answer. Fails with httpError for any other status (the body is
+// not read), networkError for a transport failure, invalidResponse when no
+// HTTP answer came or the body is longer than maxBodyBytes. The secret, when
+// not empty, is cut out of any transport error text.
 QFuture<QByteArray> perform(const QNetworkRequest &request, const QByteArray &verb,
                             const QByteArray &body, const QString &secret);
 
@@ -51,13 +53,18 @@ struct Prepared {
     QString secret;
 };
 
-// The common run of a client's sendMessage: invalidURL when there is no
-// request, otherwise perform a POST and hand the body to extract, whose
-// throws become the call's failure.
-QFuture<QString> send(const std::optional<Prepared> &prepared,
+// The largest response body read; a longer one fails with invalidResponse
+// and nothing of it is kept. No model answers a selection with megabytes.
+inline constexpr qint64 maxBodyBytes = 4 * 1024 * 1024;
+
+// The common run of a client's sendMessage: the invalid-key failure (a 401)
+// for a key that cannot go into a request, invalidURL when there is no
+// request, otherwise perform a POST and hand the body to extract, whose throws
+// become the call's failure.
+QFuture<QString> send(const QString &key, const std::optional<Prepared> &prepared,
                       QString (*extract)(const QByteArray &body));
 
-template <typename T> QFuture<T> failedFuture(const APIError &error)
+template <typename T> QFuture<T> failedFuture(const QException &error)
 {
     QPromise<T> promise;
     QFuture<T> future = promise.future();

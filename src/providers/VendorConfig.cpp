@@ -22,7 +22,7 @@ void VendorConfig::setApiKey(const QString &key) const
 
 bool VendorConfig::hasAPIKey() const
 {
-    return !apiKey().trimmed().isEmpty();
+    return KeychainService::shared().presence(vendor) == KeychainService::Presence::stored;
 }
 
 QString VendorConfig::baseURL() const

@@ -19,11 +19,13 @@ struct VendorConfig {
         : vendor(vendor), selectedModel(std::move(selectedModel)), apiHost(std::move(apiHost)),
           subPath(std::move(subPath)) {}
 
-    // The stored key, or "" when there is none or it cannot be read.
+    // The stored key, or "" when there is none or it cannot be read. Reads
+    // the key store, waiting for it: never on the UI thread.
     QString apiKey() const;
     // "" deletes the key; anything else is stored untrimmed. Failures are
     // only reported by the key store's console line.
     void setApiKey(const QString &key) const;
+    // Whether the key store last found a key that is not blank; never waits.
     bool hasAPIKey() const;
 
     // "https://" + trimmed host + trimmed sub-path (given a leading "/" when

@@ -21,6 +21,8 @@ VendorManager &VendorManager::shared()
 
 VendorManager::VendorManager(QObject *parent) : QObject(parent)
 {
+    connect(&KeychainService::shared(), &KeychainService::presenceChanged, this,
+            &VendorManager::keyPresenceChanged);
     loadConfigurations();
 }
 
@@ -41,12 +43,33 @@ void VendorManager::loadConfigurations()
         m_defaultVendor = vendor;
         Q_EMIT defaultVendorChanged();
     }
-    ensureValidDefaultVendor();
+    m_loadRulesApplied = false;
+    applyLoadRulesWhenKeysKnown();
+}
+
+void VendorManager::applyLoadRulesWhenKeysKnown()
+{
+    if (m_loadRulesApplied) {
+        return;
+    }
+    if (vendorsWithAPIKey()) {
+        m_loadRulesApplied = true;
+        ensureValidDefaultVendor();
+        return;
+    }
+    // The key store has not told yet, or could not: nothing is decided, and
+    // nothing written, until it does.
+    if (!m_waitingForKeys) {
+        m_waitingForKeys = true;
+        connect(&KeychainService::shared(), &KeychainService::presenceChanged, this,
+                &VendorManager::applyLoadRulesWhenKeysKnown);
+    }
+    KeychainService::shared().refreshPresence();
 }
 
 void VendorManager::ensureValidDefaultVendor()
 {
-    const QList<AIVendor> withKey = vendorsWithAPIKey();
+    const QList<AIVendor> withKey = vendorsWithAPIKey().value_or(QList<AIVendor>());
     if (m_defaultVendor && !withKey.contains(*m_defaultVendor)) {
         setDefaultVendor(std::nullopt);
     }
@@ -84,15 +107,20 @@ void VendorManager::updateConfiguration(AIVendor vendor, const VendorConfig &con
     Q_EMIT configurationsChanged();
 }
 
-QList<AIVendor> VendorManager::vendorsWithAPIKey()
+std::optional<QList<AIVendor>> VendorManager::vendorsWithAPIKey()
 {
+    const KeychainService &keys = KeychainService::shared();
     QList<AIVendor> vendors;
     for (AIVendor vendor : AIVendors::allCases()) {
-        const VendorConfig config = configuration(vendor);
-        const QString key =
-            KeychainService::shared().retrieveAPIKey(config.vendor).value_or(QString());
-        if (!key.trimmed().isEmpty()) {
+        switch (keys.presence(configuration(vendor).vendor)) {
+        case KeychainService::Presence::stored:
             vendors << vendor;
+            break;
+        case KeychainService::Presence::missing:
+            break;
+        case KeychainService::Presence::unknown:
+        case KeychainService::Presence::unavailable:
+            return std::nullopt;
         }
     }
     return vendors;
@@ -132,7 +160,7 @@ QFuture<void> VendorManager::validateVendor(const VendorConfig &config)
     QPromise<void> promise;
     QFuture<void> done = promise.future();
     promise.start();
-    if (!config.hasAPIKey()) {
+    if (KeychainService::shared().presence(config.vendor) == KeychainService::Presence::missing) {
         setValidationState(config.vendor, ValidationState::notValidated());
         promise.finish();
         return done;
@@ -141,24 +169,40 @@ QFuture<void> VendorManager::validateVendor(const VendorConfig &config)
 
     auto finished = std::make_shared<QPromise<void>>(std::move(promise));
     const QPointer<VendorManager> self(this);
-    AIVendorFactory::makeClient(config)
-        ->sendMessage(QStringLiteral("Test"))
+    const auto fail = [self, config, finished](const QString &why) {
+        if (self) {
+            self->setValidationState(config.vendor, ValidationState::invalid(why));
+        }
+        finished->finish();
+    };
+    KeychainService::shared()
+        .keyForRequest(config.vendor)
         .then(this,
-              [self, config, finished](const QString &) {
+              [self, config, finished](const QString &key) {
+                  if (key.trimmed().isEmpty()) {
+                      // The key went between the check and the read.
+                      self->setValidationState(config.vendor, ValidationState::notValidated());
+                      finished->finish();
+                      return QFuture<bool>();
+                  }
+                  return AIVendorFactory::makeClient(config, key)
+                      ->sendMessage(QStringLiteral("Test"))
+                      .then(QtFuture::Launch::Sync, [](const QString &) { return true; });
+              })
+        .unwrap()
+        .then(this,
+              [self, config, finished](bool) {
+                  if (finished->future().isFinished()) {
+                      return;
+                  }
                   self->setValidationState(config.vendor, ValidationState::valid());
                   self->saveConfiguration(config);
                   finished->finish();
               })
-        .onFailed(this,
-                  [self, config, finished](const APIError &error) {
-                      self->setValidationState(config.vendor,
-                                               ValidationState::invalid(error.description()));
-                      finished->finish();
-                  })
-        .onFailed(this, [self, config, finished](const std::exception &error) {
-            self->setValidationState(config.vendor,
-                                     ValidationState::invalid(QString::fromUtf8(error.what())));
-            finished->finish();
+        .onFailed(this, [fail](const APIError &error) { fail(error.description()); })
+        .onFailed(this, [fail](const KeyStoreError &error) { fail(error.sentence()); })
+        .onFailed(this, [fail](const std::exception &error) {
+            fail(QString::fromUtf8(error.what()));
         });
     return done;
 }
@@ -166,14 +210,26 @@ QFuture<void> VendorManager::validateVendor(const VendorConfig &config)
 QFuture<QString> VendorManager::sendMessage(const QString &prompt)
 {
     if (!m_defaultVendor) {
-        return ProviderRequest::failedFuture<QString>(APIError::invalidResponse());
+        // No provider is usable, or the key store could not tell which.
+        const QString problem = KeychainService::shared().problem();
+        return problem.isEmpty()
+                   ? ProviderRequest::failedFuture<QString>(APIError::invalidResponse())
+                   : ProviderRequest::failedFuture<QString>(KeyStoreError(problem));
     }
     const VendorConfig config = configuration(*m_defaultVendor);
-    if (!config.hasAPIKey()) {
-        return ProviderRequest::failedFuture<QString>(APIError::invalidResponse());
-    }
-    const auto client = AIVendorFactory::makeClient(config);
-    return client->sendMessage(BaseInstructionsService::shared().composePrompt(prompt));
+    const QString composed = BaseInstructionsService::shared().composePrompt(prompt);
+    // The key is read off this thread: a key store that does not answer must
+    // not freeze the popup.
+    return KeychainService::shared()
+        .keyForRequest(config.vendor)
+        .then(this,
+              [config, composed](const QString &key) {
+                  if (key.trimmed().isEmpty()) {
+                      return ProviderRequest::failedFuture<QString>(APIError::invalidResponse());
+                  }
+                  return AIVendorFactory::makeClient(config, key)->sendMessage(composed);
+              })
+        .unwrap();
 }
 
 QStringList VendorManager::offeredModels(AIVendor vendor) const
@@ -188,7 +244,25 @@ QString VendorManager::modelListError(AIVendor vendor) const
 
 QFuture<QStringList> VendorManager::fetchModels(AIVendor vendor)
 {
-    return ModelLists::fetch(configuration(vendor))
+    const VendorConfig config = configuration(vendor);
+    const auto fail = [this, vendor](const QString &why) {
+        m_liveModels.remove(vendor);
+        m_modelListErrors.insert(vendor, ModelLists::failureSentence(vendor, why));
+        Q_EMIT offeredModelsChanged(vendor);
+        return offeredModels(vendor);
+    };
+    return KeychainService::shared()
+        .keyForRequest(config.vendor)
+        .then(this,
+              [config](const QString &key) {
+                  if (key.trimmed().isEmpty()) {
+                      // Asking without a key would only earn a refusal.
+                      throw KeyStoreError(QStringLiteral("no API key is stored for ") +
+                                          AIVendors::displayName(config.vendor));
+                  }
+                  return ModelLists::fetch(config, key);
+              })
+        .unwrap()
         .then(this,
               [this, vendor](const QStringList &live) {
                   m_liveModels.insert(vendor, live);
@@ -196,10 +270,6 @@ QFuture<QStringList> VendorManager::fetchModels(AIVendor vendor)
                   Q_EMIT offeredModelsChanged(vendor);
                   return offeredModels(vendor);
               })
-        .onFailed(this, [this, vendor](const APIError &error) {
-            m_liveModels.remove(vendor);
-            m_modelListErrors.insert(vendor, ModelLists::failureSentence(vendor, error));
-            Q_EMIT offeredModelsChanged(vendor);
-            return offeredModels(vendor);
-        });
+        .onFailed(this, [fail](const APIError &error) { return fail(error.description()); })
+        .onFailed(this, [fail](const KeyStoreError &error) { return fail(error.sentence()); });
 }

@@ -15,8 +15,10 @@
 // validation state of each provider, and runs every command.
 //
 // What is written when is deliberate: a configuration is stored only by a
-// successful validation; the default provider only once, at load, after the
-// load rules have been applied. Everything else changes memory only.
+// successful validation; the default provider only once, after the load
+// rules have been applied, which waits until the key store has told which
+// providers have a key (a store that cannot answer decides nothing).
+// Everything else changes memory only. Keys are read off the UI thread.
 class VendorManager : public QObject {
     Q_OBJECT
     Q_PROPERTY(QMap<AIVendor, VendorConfig> configurations READ configurations NOTIFY
@@ -38,8 +40,9 @@ public:
     VendorConfig configuration(AIVendor vendor);
     // Memory only.
     void updateConfiguration(AIVendor vendor, const VendorConfig &config);
-    // In declaration order, those whose stored key is not blank.
-    QList<AIVendor> vendorsWithAPIKey();
+    // In declaration order, those whose stored key is not blank, as the key
+    // store last read them; none while it has not told, or could not.
+    std::optional<QList<AIVendor>> vendorsWithAPIKey();
 
     std::optional<AIVendor> defaultVendor() const { return m_defaultVendor; }
     // Memory only; the next start reads the value stored at this start.
@@ -73,8 +76,11 @@ Q_SIGNALS:
     void defaultVendorChanged();
     void validationStatesChanged();
     void offeredModelsChanged(AIVendor vendor);
+    // The key store found keys added or removed, or could not answer.
+    void keyPresenceChanged();
 
 private:
+    void applyLoadRulesWhenKeysKnown();
     void ensureValidDefaultVendor();
     void saveDefaultVendor();
     void saveConfiguration(const VendorConfig &config);
@@ -85,4 +91,6 @@ private:
     QMap<AIVendor, ValidationState> m_validationStates;
     QHash<AIVendor, QStringList> m_liveModels;
     QHash<AIVendor, QString> m_modelListErrors;
+    bool m_loadRulesApplied = false;
+    bool m_waitingForKeys = false;
 };

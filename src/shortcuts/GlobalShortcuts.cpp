@@ -280,9 +280,24 @@ QString shortcutDescription(const Shortcut &shortcut)
     const std::optional<KeyTable::KeyInfo> key = KeyTable::keyForMacKeyCode(shortcut.carbonKeyCode);
     const QString character = key ? QString::fromUtf16(key->character) : QString();
     if (character.isEmpty()) {
-        return text + QChar(0xFFFD);
+        return text + QStringLiteral("key code %1").arg(shortcut.carbonKeyCode);
     }
     return text + character.left(1).toUpper() + character.mid(1);
+}
+
+bool isRegistered(const Name &name)
+{
+    const std::optional<Shortcut> shortcut = getShortcut(name);
+    return shortcut && registry().registered.contains(*shortcut);
+}
+
+bool namesAKey(const Shortcut &shortcut)
+{
+    if (KeyTable::specialKeySymbol(shortcut.carbonKeyCode)) {
+        return true;
+    }
+    const std::optional<KeyTable::KeyInfo> key = KeyTable::keyForMacKeyCode(shortcut.carbonKeyCode);
+    return key && !QString::fromUtf16(key->character).isEmpty();
 }
 
 } // namespace GlobalShortcuts

@@ -103,6 +103,11 @@ void setEnabled(bool enabled);
 // key's symbol or the character it types, capitalized ("Ctrl+Super+/").
 QString shortcutDescription(const Shortcut &shortcut);
 
+// Whether the name's stored shortcut is grabbed now.
+bool isRegistered(const Name &name);
+// Whether the shortcut's key code is a key this keyboard layer knows.
+bool namesAKey(const Shortcut &shortcut);
+
 // Calls the handlers of every name whose stored shortcut is the given one.
 // The hot-key layer calls this for each press and release.
 void dispatch(const Shortcut &shortcut, EventType type);

@@ -11,7 +11,16 @@ namespace TestSupport {
 void requireThrowawayEnvironment();
 
 // Captures what a callable writes to standard output (the application's
-// console lines go there).
+// console lines go there), or to standard error.
 QString captureStdout(const std::function<void()> &body);
+QString captureStderr(const std::function<void()> &body);
+
+// The test session's gnome-keyring: locked and unlocked through the Secret
+// Service's own calls (its throwaway password comes from scripts/test-session),
+// and frozen with SIGSTOP. Each returns false, with a warning, when it could
+// not do what it says.
+bool lockKeyring();
+bool unlockKeyring();
+bool freezeKeyring(bool frozen);
 
 } // namespace TestSupport

@@ -94,7 +94,7 @@ private Q_SLOTS:
         const Run run = vellumo({QStringLiteral("--help")});
         QCOMPARE(run.exitCode, 0);
         for (const char *text :
-             {"run \"TITLE OR INSTRUCTION\"", "models PROVIDER", "key set PROVIDER",
+             {"run [--keep-input] \"TITLE OR INSTRUCTION\"", "models PROVIDER", "key set PROVIDER",
               "key delete PROVIDER", "openai, anthropic or gemini"}) {
             QVERIFY2(run.out.contains(text), text);
         }

@@ -1,13 +1,16 @@
+// The key store against the test session's own gnome-keyring: what it keeps,
+// under which attributes, and what it says when the keyring is locked or
+// frozen (a store that cannot answer is never taken for "no key").
+#include "APIError.h"
 #include "KeychainService.h"
 #include "TestSupport.h"
 
-#include <QDir>
 #include <QElapsedTimer>
 #include <QProcess>
+#include <QSignalSpy>
 #include <QtTest>
-#include <csignal>
 
-using TestSupport::captureStdout;
+using TestSupport::captureStderr;
 
 namespace {
 
@@ -16,39 +19,22 @@ KeychainService &keys()
     return KeychainService::shared();
 }
 
-// The attributes of every item in the private keyring whose service is ours,
-// as secret-tool prints them.
-QString secretToolSearch(const QString &service)
+// secret-tool as a user would run it; its standard output.
+QByteArray secretTool(const QStringList &arguments, const QByteArray &input = {})
 {
     QProcess process;
-    process.start(QStringLiteral("secret-tool"), {QStringLiteral("search"), QStringLiteral("--all"),
-                                                  QStringLiteral("server"), service});
+    process.start(QStringLiteral("secret-tool"), arguments);
+    process.write(input);
+    process.closeWriteChannel();
     process.waitForFinished(10000);
-    return QString::fromUtf8(process.readAllStandardOutput() + process.readAllStandardError());
+    return process.readAllStandardOutput();
 }
 
-// The gnome-keyring-daemon of this test session (it carries the session's marker).
-QList<pid_t> keyringDaemons()
+QByteArray lookup(AIVendor vendor)
 {
-    QList<pid_t> pids;
-    const QByteArray marker = "VELLUMO_TEST_SESSION=" + qgetenv("VELLUMO_TEST_SESSION");
-    const QStringList entries = QDir(QStringLiteral("/proc")).entryList(QDir::Dirs);
-    for (const QString &entry : entries) {
-        bool numeric = false;
-        const pid_t pid = entry.toInt(&numeric);
-        if (!numeric) {
-            continue;
-        }
-        QFile comm(QStringLiteral("/proc/%1/comm").arg(pid));
-        QFile environ(QStringLiteral("/proc/%1/environ").arg(pid));
-        if (!comm.open(QIODevice::ReadOnly) || !environ.open(QIODevice::ReadOnly)) {
-            continue;
-        }
-        if (comm.readAll().trimmed() == "gnome-keyring-d" && environ.readAll().contains(marker)) {
-            pids << pid;
-        }
-    }
-    return pids;
+    return secretTool({QStringLiteral("lookup"), QStringLiteral("service"),
+                       KeychainService::service(vendor), QStringLiteral("account"),
+                       QStringLiteral("api_key")});
 }
 
 } // namespace
@@ -68,94 +54,195 @@ private Q_SLOTS:
 
     void missingKeyIsSilent()
     {
-        std::optional<QString> key;
-        const QString output =
-            captureStdout([&] { key = keys().retrieveAPIKey(AIVendor::gemini); });
-        QVERIFY(!key.has_value());
+        KeychainService::KeyRead read;
+        const QString output = captureStderr([&] { read = keys().readAPIKey(AIVendor::gemini); });
+        QVERIFY(!read.key.has_value());
+        QVERIFY(!read.failed());
         QCOMPARE(output, QString());
+        QCOMPARE(keys().presence(AIVendor::gemini), KeychainService::Presence::missing);
     }
 
-    void keysRoundTripExactlyAsStored_data()
+    void keysRoundTripExactlyAsStoredAndAreFoundByTheUsualTool_data()
     {
         QTest::addColumn<QString>("key");
         QTest::newRow("plain") << QStringLiteral("sk-test-123");
-        QTest::newRow("surrounding blanks kept") << QStringLiteral("  sk-with spaces \n");
+        QTest::newRow("surrounding blanks kept") << QStringLiteral("  sk-with spaces ");
         QTest::newRow("non-ASCII") << QStringLiteral("clé-🔑-ключ");
-        QTest::newRow("long") << QString(4096, u'k');
+        QTest::newRow("long") << QString(10000, u'k');
     }
 
-    void keysRoundTripExactlyAsStored()
+    void keysRoundTripExactlyAsStoredAndAreFoundByTheUsualTool()
     {
         QFETCH(QString, key);
-        QString output = captureStdout([&] { QVERIFY(keys().storeAPIKey(key, AIVendor::openai)); });
+        const QString output =
+            captureStderr([&] { QVERIFY(keys().storeAPIKey(key, AIVendor::openai)); });
         QCOMPARE(output, QString());
         QCOMPARE(keys().retrieveAPIKey(AIVendor::openai), std::optional<QString>(key));
+        QCOMPARE(QString::fromUtf8(lookup(AIVendor::openai)), key);
         // Storing again replaces the item rather than adding a second one.
         QVERIFY(keys().storeAPIKey(key + QStringLiteral("2"), AIVendor::openai));
         QCOMPARE(keys().retrieveAPIKey(AIVendor::openai), std::optional<QString>(key + u'2'));
-        QCOMPARE(secretToolSearch(KeychainService::service(AIVendor::openai))
-                     .count(QStringLiteral("[/")),
-                 1);
+        const QByteArray all = secretTool({QStringLiteral("search"), QStringLiteral("--all"),
+                                           QStringLiteral("service"),
+                                           KeychainService::service(AIVendor::openai)});
+        QCOMPARE(all.count("[/"), 1);
+    }
+
+    void keysWithControlCharactersAreRefused_data()
+    {
+        QTest::addColumn<QString>("key");
+        QTest::newRow("header injection") << QStringLiteral("sk-a\nX-Injected: yes");
+        QTest::newRow("trailing line break") << QStringLiteral("sk-a\n");
+        QTest::newRow("carriage return") << QStringLiteral("sk-a\r");
+        QTest::newRow("tab") << QStringLiteral("sk\t-a");
+        QTest::newRow("NUL") << QStringLiteral("sk-a") + QChar(0);
+        QTest::newRow("line separator") << QStringLiteral("sk-a") + QChar(0x2028);
+    }
+
+    void keysWithControlCharactersAreRefused()
+    {
+        QFETCH(QString, key);
+        QVERIFY(keys().storeAPIKey(QStringLiteral("sk-before"), AIVendor::anthropic));
+        const QString output =
+            captureStderr([&] { QVERIFY(!keys().storeAPIKey(key, AIVendor::anthropic)); });
+        QVERIFY2(output.startsWith(QStringLiteral("Failed to store API key for Anthropic: ")),
+                 qPrintable(output));
+        QCOMPARE(keys().retrieveAPIKey(AIVendor::anthropic), std::optional<QString>(u"sk-before"_qs));
     }
 
     void deletingTwiceSucceedsSilently()
     {
         QVERIFY(keys().storeAPIKey(QStringLiteral("k"), AIVendor::anthropic));
-        const QString output = captureStdout([&] {
+        const QString output = captureStderr([&] {
             QVERIFY(keys().deleteAPIKey(AIVendor::anthropic));
             QVERIFY(keys().deleteAPIKey(AIVendor::anthropic));
         });
         QCOMPARE(output, QString());
         QVERIFY(!keys().retrieveAPIKey(AIVendor::anthropic).has_value());
+        QVERIFY(lookup(AIVendor::anthropic).isEmpty());
     }
 
     void eachProviderHasItsOwnItem()
     {
         QVERIFY(keys().storeAPIKey(QStringLiteral("key-openai"), AIVendor::openai));
         QVERIFY(keys().storeAPIKey(QStringLiteral("key-gemini"), AIVendor::gemini));
-        QCOMPARE(keys().retrieveAPIKey(AIVendor::openai), std::optional<QString>(u"key-openai"_qs));
-        QCOMPARE(keys().retrieveAPIKey(AIVendor::gemini), std::optional<QString>(u"key-gemini"_qs));
+        QCOMPARE(lookup(AIVendor::openai), QByteArray("key-openai"));
+        QCOMPARE(lookup(AIVendor::gemini), QByteArray("key-gemini"));
         QVERIFY(!keys().retrieveAPIKey(AIVendor::anthropic).has_value());
-
-        const QString openai = secretToolSearch(QStringLiteral("com.vellumo.Vellumo.openai"));
-        const QString gemini = secretToolSearch(QStringLiteral("com.vellumo.Vellumo.gemini"));
-        QVERIFY2(openai.contains(QStringLiteral("user = api_key")), qPrintable(openai));
-        QVERIFY2(gemini.contains(QStringLiteral("user = api_key")), qPrintable(gemini));
-        QVERIFY(openai.contains(QStringLiteral("secret = key-openai")));
-        QVERIFY(!openai.contains(QStringLiteral("key-gemini")));
-
         QVERIFY(keys().deleteAPIKey(AIVendor::openai));
         QCOMPARE(keys().retrieveAPIKey(AIVendor::gemini), std::optional<QString>(u"key-gemini"_qs));
     }
 
-    // A keyring that never answers (a stopped daemon stands for a locked one
-    // whose prompt nobody answers) costs a bounded wait and a console line.
-    void unansweredCallsAreBoundedFailures()
+    // Items of earlier versions carried the attributes server and user.
+    void anEarlierItemIsMovedOverOnce()
     {
-        const QList<pid_t> daemons = keyringDaemons();
-        QVERIFY(!daemons.isEmpty());
-        for (pid_t pid : daemons) {
-            ::kill(pid, SIGSTOP);
-        }
-        std::optional<QString> key;
+        const QString service = KeychainService::service(AIVendor::gemini);
+        secretTool({QStringLiteral("store"), QStringLiteral("--label=old"), QStringLiteral("server"),
+                    service, QStringLiteral("user"), QStringLiteral("api_key")},
+                   "AIza-earlier");
+        QCOMPARE(keys().retrieveAPIKey(AIVendor::gemini), std::optional<QString>(u"AIza-earlier"_qs));
+        QCOMPARE(lookup(AIVendor::gemini), QByteArray("AIza-earlier"));
+        QCOMPARE(secretTool({QStringLiteral("lookup"), QStringLiteral("server"), service,
+                             QStringLiteral("user"), QStringLiteral("api_key")}),
+                 QByteArray());
+        // Deleting removes both forms, so the old key cannot come back.
+        secretTool({QStringLiteral("store"), QStringLiteral("--label=old"), QStringLiteral("server"),
+                    service, QStringLiteral("user"), QStringLiteral("api_key")},
+                   "AIza-stale");
+        QVERIFY(keys().deleteAPIKey(AIVendor::gemini));
+        QVERIFY(!keys().retrieveAPIKey(AIVendor::gemini).has_value());
+    }
+
+    // A locked keyring is reported as locked by every operation, changes
+    // nothing, and is never taken for a missing key.
+    void aLockedKeyringIsSaidAndNothingChanges()
+    {
+        QVERIFY(keys().storeAPIKey(QStringLiteral("sk-kept"), AIVendor::openai));
+        QVERIFY(TestSupport::lockKeyring());
+        KeychainService::KeyRead read;
+        bool deleted = true;
+        bool stored = true;
+        const QString output = captureStderr([&] {
+            read = keys().readAPIKey(AIVendor::openai);
+            deleted = keys().deleteAPIKey(AIVendor::openai);
+            stored = keys().storeAPIKey(QStringLiteral("sk-new"), AIVendor::gemini);
+        });
+        const bool presenceUnavailable =
+            keys().presence(AIVendor::anthropic) == KeychainService::Presence::unavailable;
+        const QString problem = keys().problem();
+        QVERIFY(TestSupport::unlockKeyring());
+
+        QVERIFY(read.failed());
+        QVERIFY(!read.key.has_value());
+        QVERIFY(!deleted);
+        QVERIFY(!stored);
+        QVERIFY(presenceUnavailable);
+        QVERIFY2(problem.startsWith(QStringLiteral("The keyring is locked")), qPrintable(problem));
+        const QStringList lines = output.split(u'\n', Qt::SkipEmptyParts);
+        QCOMPARE(lines.size(), 3);
+        QVERIFY2(lines[0].startsWith(QStringLiteral("Failed to retrieve API key for OpenAI: The "
+                                                    "keyring is locked")),
+                 qPrintable(output));
+        QVERIFY(lines[1].startsWith(QStringLiteral("Failed to delete API key for OpenAI: The keyring is locked")));
+        QVERIFY(lines[2].startsWith(QStringLiteral("Failed to store API key for Google Gemini: The keyring is locked")));
+        // Unlocked, everything is as it was.
+        QCOMPARE(keys().retrieveAPIKey(AIVendor::openai), std::optional<QString>(u"sk-kept"_qs));
+        QVERIFY(!keys().retrieveAPIKey(AIVendor::gemini).has_value());
+        QVERIFY(keys().refreshPresenceNow());
+        QCOMPARE(keys().presence(AIVendor::openai), KeychainService::Presence::stored);
+        QCOMPARE(keys().problem(), QString());
+    }
+
+    // A keyring that never answers costs one bounded wait for a whole
+    // refresh, and nothing on the thread that asks for a key.
+    void aFrozenKeyringCostsOneTimeOutAndNeverTheCaller()
+    {
+        QVERIFY(keys().storeAPIKey(QStringLiteral("sk-frozen"), AIVendor::anthropic));
+        QVERIFY(TestSupport::freezeKeyring(true));
         QElapsedTimer timer;
         timer.start();
-        const QString output =
-            captureStdout([&] { key = keys().retrieveAPIKey(AIVendor::anthropic); });
-        const qint64 elapsed = timer.elapsed();
-        for (pid_t pid : daemons) {
-            ::kill(pid, SIGCONT);
-        }
-        QVERIFY(!key.has_value());
-        QVERIFY2(elapsed >= KeychainService::callTimeout.count() - 50,
-                 qPrintable(QString::number(elapsed)));
-        QVERIFY2(elapsed < KeychainService::callTimeout.count() + 2000,
-                 qPrintable(QString::number(elapsed)));
-        QVERIFY2(output.startsWith(QStringLiteral("Failed to retrieve API key for Anthropic: 7 (")),
+        QFuture<QString> future = keys().keyForRequest(AIVendor::anthropic);
+        const qint64 callerTime = timer.elapsed();
+        QString failure;
+        captureStderr([&] {
+            try {
+                future.waitForFinished(); // rethrows the read's failure
+            } catch (const KeyStoreError &error) {
+                failure = error.sentence();
+            }
+        });
+        bool refreshed = true;
+        qint64 refreshTime = 0;
+        const QString output = captureStderr([&] {
+            QElapsedTimer refresh;
+            refresh.start();
+            refreshed = keys().refreshPresenceNow();
+            refreshTime = refresh.elapsed();
+        });
+        QVERIFY(TestSupport::freezeKeyring(false));
+
+        QVERIFY2(callerTime < 100, qPrintable(QString::number(callerTime)));
+        QVERIFY2(failure.startsWith(QStringLiteral("The keyring is not answering")),
+                 qPrintable(failure));
+        QVERIFY(!refreshed);
+        // One time-out, not one per provider.
+        QVERIFY2(refreshTime < 2 * 2000, qPrintable(QString::number(refreshTime)));
+        QVERIFY2(output.startsWith(QStringLiteral("Failed to retrieve API key for OpenAI: The "
+                                                  "keyring is not answering")),
                  qPrintable(output));
+        QCOMPARE(output.count(u'\n'), 1);
         // The service works again once the keyring answers.
-        QVERIFY(keys().storeAPIKey(QStringLiteral("after"), AIVendor::anthropic));
-        QCOMPARE(keys().retrieveAPIKey(AIVendor::anthropic), std::optional<QString>(u"after"_qs));
+        QCOMPARE(keys().retrieveAPIKey(AIVendor::anthropic), std::optional<QString>(u"sk-frozen"_qs));
+    }
+
+    void presenceIsAnnouncedOnTheObjectsThread()
+    {
+        QSignalSpy changed(&keys(), &KeychainService::presenceChanged);
+        keys().refreshPresence();
+        QVERIFY(changed.wait(5000));
+        for (AIVendor vendor : AIVendors::allCases()) {
+            QCOMPARE(keys().presence(vendor), KeychainService::Presence::missing);
+        }
     }
 };
 

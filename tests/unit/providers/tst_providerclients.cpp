@@ -408,6 +408,78 @@ private Q_SLOTS:
         QCOMPARE(sent[1].headers.value("x-api-key"), QStringLiteral("sk-rotated"));
     }
 
+    // A provider bills every request it reads: one that drops the connection
+    // afterwards must not get the same prompt again.
+    void aDroppedConnectionIsNeverSentAgain_data()
+    {
+        QTest::addColumn<AIVendor>("vendor");
+        QTest::newRow("openai") << AIVendor::openai;
+        QTest::newRow("anthropic") << AIVendor::anthropic;
+        QTest::newRow("gemini") << AIVendor::gemini;
+    }
+
+    void aDroppedConnectionIsNeverSentAgain()
+    {
+        QFETCH(AIVendor, vendor);
+        QVERIFY(m_fake.fail(QStringLiteral("drop")));
+        const auto outcome = send(configFor(vendor), QStringLiteral("pay once"));
+        QVERIFY(outcome.finished);
+        QVERIFY(outcome.error);
+        QCOMPARE(outcome.error->kind(), APIError::Kind::networkError);
+        QCOMPARE(m_fake.requests().size(), 1);
+        // The next request goes out as usual.
+        QVERIFY(send(configFor(vendor), QStringLiteral("again")).value);
+        QCOMPARE(m_fake.requests().size(), 2);
+    }
+
+    void answersHaveACeiling_data()
+    {
+        QTest::addColumn<QString>("failure");
+        QTest::addColumn<bool>("accepted");
+        QTest::newRow("3 MB is an answer") << "huge:3" << true;
+        QTest::newRow("20 MB is refused") << "huge:20" << false;
+    }
+
+    void answersHaveACeiling()
+    {
+        QFETCH(QString, failure);
+        QFETCH(bool, accepted);
+        QVERIFY(m_fake.fail(failure));
+        const auto outcome = send(configFor(AIVendor::openai), QStringLiteral("x"));
+        QVERIFY(outcome.finished);
+        if (accepted) {
+            QVERIFY(outcome.value);
+            QCOMPARE(outcome.value->size(), 3 * 1024 * 1024);
+        } else {
+            QVERIFY(outcome.error);
+            QCOMPARE(outcome.error->kind(), APIError::Kind::invalidResponse);
+            QCOMPARE(errorText(*outcome.error), QStringLiteral("Invalid response from API server."));
+        }
+    }
+
+    // A key that would break the request (a line break starts a header of
+    // its own) never goes out; the provider's invalid-key sentence instead.
+    void aKeyWithControlCharactersIsNeverSent_data()
+    {
+        QTest::addColumn<AIVendor>("vendor");
+        QTest::addColumn<QString>("key");
+        QTest::newRow("openai header injection") << AIVendor::openai << "sk-a\nX-Injected: yes";
+        QTest::newRow("anthropic trailing line break") << AIVendor::anthropic << "sk-a\n";
+        QTest::newRow("gemini tab") << AIVendor::gemini << "AIza\tb";
+    }
+
+    void aKeyWithControlCharactersIsNeverSent()
+    {
+        QFETCH(AIVendor, vendor);
+        QFETCH(QString, key);
+        const auto outcome =
+            await(AIVendorFactory::makeClient(configFor(vendor), key)->sendMessage("x"));
+        QVERIFY(outcome.error);
+        QCOMPARE(errorText(*outcome.error),
+                 QStringLiteral("Invalid API key. Please check your API key in settings."));
+        QCOMPARE(m_fake.requests().size(), 0);
+    }
+
     void invalidURLsFailBeforeSending_data()
     {
         QTest::addColumn<AIVendor>("vendor");

@@ -106,7 +106,7 @@ private Q_SLOTS:
         QTest::newRow("stored value without any key") << QStringList{} << "openai"
                                                       << "";
         QTest::newRow("a blank key does not count")
-            << QStringList{"openai= \n ", "anthropic"} << QString() << "anthropic";
+            << QStringList{"openai=   ", "anthropic"} << QString() << "anthropic";
         QTest::newRow("a padded key counts") << QStringList{"openai= sk "} << "anthropic"
                                              << "openai";
     }
@@ -131,6 +131,48 @@ private Q_SLOTS:
             QCOMPARE(manager.defaultVendor(), std::optional(vendorOf(expected)));
             QCOMPARE(store().text(VendorConfig::defaultVendorKey), std::optional(expected));
         }
+    }
+
+    // A key store that cannot answer is not "no key": the stored default
+    // stays, nothing is written, and the rules run once it answers.
+    void aLockedKeyringDecidesNothing()
+    {
+        storeKey(AIVendor::openai);
+        storeKey(AIVendor::gemini);
+        store().setText(VendorConfig::defaultVendorKey, QStringLiteral("gemini"));
+        QVERIFY(TestSupport::lockKeyring());
+        QVERIFY(!KeychainService::shared().refreshPresenceNow());
+        {
+            VendorManager manager;
+            QCOMPARE(manager.defaultVendor(), std::optional(AIVendor::gemini));
+            const auto sent = await(manager.sendMessage(QStringLiteral("x")));
+            QVERIFY(sent.finished);
+            QVERIFY2(sent.otherFailure.startsWith(QStringLiteral("The keyring is locked")),
+                     qPrintable(sent.otherFailure));
+            QCOMPARE(m_fake.requests().size(), 0);
+        }
+        QCOMPARE(store().text(VendorConfig::defaultVendorKey), std::optional(u"gemini"_qs));
+
+        QVERIFY(TestSupport::unlockKeyring());
+        VendorManager afterwards;
+        QCOMPARE(afterwards.defaultVendor(), std::optional(AIVendor::gemini));
+    }
+
+    // Once the keyring answers, the load rules run: the stored default has
+    // no key, so the first provider with one takes its place.
+    void theRulesRunOnceTheKeyringAnswers()
+    {
+        storeKey(AIVendor::anthropic);
+        store().setText(VendorConfig::defaultVendorKey, QStringLiteral("openai"));
+        QVERIFY(TestSupport::lockKeyring());
+        QVERIFY(!KeychainService::shared().refreshPresenceNow());
+        VendorManager manager;
+        QCOMPARE(manager.defaultVendor(), std::optional(AIVendor::openai));
+        QCOMPARE(store().text(VendorConfig::defaultVendorKey), std::optional(u"openai"_qs));
+        QVERIFY(TestSupport::unlockKeyring());
+        KeychainService::shared().refreshPresence();
+        QTRY_COMPARE_WITH_TIMEOUT(manager.defaultVendor(), std::optional(AIVendor::anthropic), 5000);
+        QCOMPARE(store().text(VendorConfig::defaultVendorKey), std::optional(u"anthropic"_qs));
     }
 
     void storedConfigurationsAreLoadedAsDecoded()

@@ -30,8 +30,8 @@ private Q_SLOTS:
         QTest::newRow("keypad digit") << 83 << 0 << QStringLiteral("1\u20E3");
         QTest::newRow("keypad enter") << 76 << 0 << QStringLiteral("↩\u20E3");
         QTest::newRow("keypad divide, not the slash") << 75 << 0 << QStringLiteral("/\u20E3");
-        QTest::newRow("a key that types nothing") << 72 << 0 << QStringLiteral("\uFFFD");
-        QTest::newRow("unknown key code") << 200 << 0x1000 << QStringLiteral("Ctrl+\uFFFD");
+        QTest::newRow("a key that types nothing") << 72 << 0 << QStringLiteral("key code 72");
+        QTest::newRow("unknown key code") << 200 << 0x1000 << QStringLiteral("Ctrl+key code 200");
         QTest::newRow("function bit") << 122 << 0x20000 << QStringLiteral("Fn+F1");
         QTest::newRow("unknown modifier bits") << 44 << 0x4000 << QStringLiteral("/");
     }

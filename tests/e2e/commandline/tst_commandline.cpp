@@ -10,7 +10,9 @@
 #include "TestSupport.h"
 #include "VendorConfig.h"
 
+#include <QElapsedTimer>
 #include <QProcess>
+#include <QSettings>
 #include <QTest>
 
 namespace {
@@ -19,7 +21,65 @@ struct Run {
     int exitCode = -1;
     QByteArray out;
     QByteArray err;
+    qint64 milliseconds = 0;
 };
+
+// A settings value as the vellumo process left it in the file.
+QVariant storedSetting(const QString &key)
+{
+    return QSettings(DefaultsStore::standard().filePath(), QSettings::IniFormat).value(key);
+}
+
+QByteArray secretTool(const QStringList &arguments, const QByteArray &input = {})
+{
+    QProcess process;
+    process.start(QStringLiteral("secret-tool"), arguments);
+    process.write(input);
+    process.closeWriteChannel();
+    process.waitForFinished(10000);
+    return process.readAllStandardOutput();
+}
+
+// Runs "vellumo key set openai" on a pseudo-terminal, as typed by a person:
+// "long" types a 10,000-character key and Return, "interrupt" presses Ctrl+C
+// at the hidden prompt. Prints whether the terminal echoes afterwards and
+// how the process ended.
+const char *const terminalScript = R"(
+import os, pty, select, sys, termios, time
+binary, mode = sys.argv[1], sys.argv[2]
+pid, fd = pty.fork()
+if pid == 0:
+    os.execv(binary, [binary, "key", "set", "openai"])
+seen = b""
+end = time.time() + 10
+while b"(not shown):" not in seen and time.time() < end:
+    if select.select([fd], [], [], 0.1)[0]:
+        seen += os.read(fd, 4096)
+time.sleep(0.2)
+if mode == "long":
+    key = b"k" * 10000
+    for i in range(0, len(key), 500):
+        os.write(fd, key[i:i + 500])
+        time.sleep(0.01)
+    os.write(fd, b"\r")
+else:
+    os.write(fd, b"\x03")
+while True:
+    try:
+        if select.select([fd], [], [], 0.1)[0] and not os.read(fd, 4096):
+            break
+    except OSError:
+        break
+    done, status = os.waitpid(pid, os.WNOHANG)
+    if done:
+        break
+else:
+    status = 0
+if not done:
+    done, status = os.waitpid(pid, 0)
+echo = termios.tcgetattr(fd)[3] & termios.ECHO
+print("echo" if echo else "no-echo", "signal" if os.WIFSIGNALED(status) else os.WEXITSTATUS(status))
+)";
 
 const QString translate = QStringLiteral("🇩🇪 Translate to German");
 
@@ -31,15 +91,21 @@ class TestCommandLine : public QObject {
 private:
     FakeProvider m_fake;
 
-    Run vellumo(const QStringList &arguments, const QByteArray &input = {})
+    Run vellumo(const QStringList &arguments, const QByteArray &input = {},
+                const QMap<QString, QString> &extraEnvironment = {})
     {
         QProcess process;
         QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+        for (auto it = extraEnvironment.begin(); it != extraEnvironment.end(); ++it) {
+            environment.insert(it.key(), it.value());
+        }
         // Proof that no display server is needed.
         environment.remove(QStringLiteral("DISPLAY"));
         environment.remove(QStringLiteral("WAYLAND_DISPLAY"));
         environment.remove(QStringLiteral("QT_QPA_PLATFORM"));
         process.setProcessEnvironment(environment);
+        QElapsedTimer timer;
+        timer.start();
         process.start(qEnvironmentVariable("VELLUMO_BINARY"), arguments);
         Run run;
         if (!process.waitForStarted(10000)) {
@@ -47,21 +113,22 @@ private:
         }
         process.write(input);
         process.closeWriteChannel();
-        if (!process.waitForFinished(60000)) {
+        if (!process.waitForFinished(90000)) {
             process.kill();
             process.waitForFinished();
             return run;
         }
+        run.milliseconds = timer.elapsed();
         run.exitCode = process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -2;
         run.out = process.readAllStandardOutput();
         run.err = process.readAllStandardError();
         return run;
     }
 
-    void useFakeProvider(AIVendor vendor)
+    void useFakeProvider(AIVendor vendor, const QString &host = QString())
     {
         VendorConfig config = AIVendors::defaultConfig(vendor);
-        config.apiHost = m_fake.host();
+        config.apiHost = host.isNull() ? m_fake.host() : host;
         DefaultsStore::standard().setData(VendorConfig::storageKey(vendor), config.encode());
     }
 
@@ -266,6 +333,194 @@ private Q_SLOTS:
         QCOMPARE(run.err,
                  QByteArray("Could not load the model list from Anthropic (HTTP error: 401), "
                             "so only the built-in models are offered.\n"));
+    }
+
+    // A locked keyring: every command says so, fails, sends nothing and
+    // decides nothing; unlocked, all is as before.
+    void aLockedKeyringIsSaidAndChangesNothing()
+    {
+        useFakeProvider(AIVendor::openai);
+        useFakeProvider(AIVendor::gemini);
+        QVERIFY(KeychainService::shared().storeAPIKey(QStringLiteral("sk-o"), AIVendor::openai));
+        QVERIFY(KeychainService::shared().storeAPIKey(QStringLiteral("AIza-g"), AIVendor::gemini));
+        DefaultsStore::standard().setText(VendorConfig::defaultVendorKey, QStringLiteral("gemini"));
+        QVERIFY(TestSupport::lockKeyring());
+        const Run run = vellumo({"run", translate}, "Guten Tag");
+        const Run models = vellumo({"models", "openai"});
+        const Run removed = vellumo({"key", "delete", "openai"});
+        const Run stored = vellumo({"key", "set", "anthropic"}, "sk-a\n");
+        const Run kept = vellumo({"run", "--keep-input", translate}, "Guten Tag");
+        QVERIFY(TestSupport::unlockKeyring());
+
+        for (const Run *each : {&run, &models, &removed, &stored, &kept}) {
+            QCOMPARE(each->exitCode, 1);
+            QVERIFY2(each->err.contains("The keyring is locked"), each->err.constData());
+        }
+        QCOMPARE(run.out, QByteArray());
+        QCOMPARE(removed.err.count('\n'), 1);
+        QVERIFY(!removed.err.contains("removed"));
+        // Only the built-in list on standard output, the reason on standard error.
+        QCOMPARE(QString::fromUtf8(models.out),
+                 AIVendors::availableModels(AIVendor::openai).join(u'\n') + u'\n');
+        QCOMPARE(kept.out, QByteArray("Guten Tag"));
+        QVERIFY2(run.milliseconds < 1000, qPrintable(QString::number(run.milliseconds)));
+        qInfo("run failed after %lld ms with a locked keyring", run.milliseconds);
+        QVERIFY(m_fake.requests().isEmpty());
+        QCOMPARE(storedSetting(VendorConfig::defaultVendorKey).toString(), u"gemini"_qs);
+
+        QCOMPARE(KeychainService::shared().retrieveAPIKey(AIVendor::openai), std::optional(u"sk-o"_qs));
+        const Run after = vellumo({"run", translate}, "Guten Tag");
+        QCOMPARE(after.exitCode, 0);
+        QCOMPARE(m_fake.requests().size(), 1);
+        QCOMPARE(m_fake.requests().first().vendor, u"gemini"_qs);
+    }
+
+    void aFrozenOrAbsentKeyringFailsFast()
+    {
+        useFakeProvider(AIVendor::openai);
+        QVERIFY(KeychainService::shared().storeAPIKey(QStringLiteral("sk-o"), AIVendor::openai));
+        QVERIFY(TestSupport::freezeKeyring(true));
+        const Run frozen = vellumo({"run", translate}, "x");
+        QVERIFY(TestSupport::freezeKeyring(false));
+        const Run absent = vellumo({"run", translate}, "x",
+                                   {{"DBUS_SESSION_BUS_ADDRESS", "unix:path=/nonexistent/bus"}});
+        QCOMPARE(frozen.exitCode, 1);
+        QVERIFY2(frozen.err.contains("The keyring is not answering"), frozen.err.constData());
+        // One time-out of the store (2 s), then out at once.
+        QVERIFY2(frozen.milliseconds < 3000, qPrintable(QString::number(frozen.milliseconds)));
+        QCOMPARE(absent.exitCode, 1);
+        QVERIFY2(absent.err.contains("No keyring is running"), absent.err.constData());
+        QVERIFY2(absent.milliseconds < 1000, qPrintable(QString::number(absent.milliseconds)));
+        qInfo("run failed after %lld ms with a frozen keyring, %lld ms without one",
+              frozen.milliseconds, absent.milliseconds);
+        QCOMPARE(frozen.out + absent.out, QByteArray());
+        QVERIFY(m_fake.requests().isEmpty());
+    }
+
+    void keysWithControlCharactersNeverReachARequest()
+    {
+        useFakeProvider(AIVendor::openai);
+        QVERIFY(KeychainService::shared().storeAPIKey(QStringLiteral("sk-before"), AIVendor::openai));
+        Run run = vellumo({"key", "set", "openai"}, "sk-a\nX-Injected: yes\n");
+        QCOMPARE(run.exitCode, 1);
+        QVERIFY(run.err.contains("control character"));
+        run = vellumo({"key", "set", "openai"}, "sk-a\n\n");
+        QCOMPARE(run.exitCode, 1);
+        QCOMPARE(KeychainService::shared().retrieveAPIKey(AIVendor::openai),
+                 std::optional(u"sk-before"_qs));
+
+        // Put there by another tool, such a key is refused at the request.
+        secretTool({"store", "--label=x", "service", "com.vellumo.Vellumo.openai", "account",
+                    "api_key"},
+                   "sk-c\nX-Injected: yes");
+        run = vellumo({"run", translate}, "x");
+        QCOMPARE(run.exitCode, 1);
+        QCOMPARE(run.err, QByteArray("Invalid API key. Please check your API key in settings.\n"));
+        QVERIFY(m_fake.requests().isEmpty());
+    }
+
+    void invalidRequestURLsExitAtOnce_data()
+    {
+        QTest::addColumn<int>("vendor");
+        QTest::addColumn<QString>("host");
+        QTest::addColumn<QString>("key");
+        QTest::newRow("a space in the host") << int(AIVendor::openai) << "api.example .com" << "sk";
+        QTest::newRow("an empty host") << int(AIVendor::anthropic) << "" << "sk";
+        QTest::newRow("port 99999") << int(AIVendor::openai) << "127.0.0.1:99999" << "sk";
+        QTest::newRow("a Gemini key with a space") << int(AIVendor::gemini) << QString() << "AIza b";
+        QTest::newRow("a Gemini key with a tab") << int(AIVendor::gemini) << QString() << "AIza\tb";
+    }
+
+    void invalidRequestURLsExitAtOnce()
+    {
+        QFETCH(int, vendor);
+        QFETCH(QString, host);
+        QFETCH(QString, key);
+        const auto provider = AIVendor(vendor);
+        useFakeProvider(provider, host);
+        // A tab cannot be stored; it arrives from another tool.
+        secretTool({"store", "--label=x", "service", KeychainService::service(provider), "account",
+                    "api_key"},
+                   key.toUtf8());
+        const Run run = vellumo({"run", translate}, "x");
+        QCOMPARE(run.exitCode, 1);
+        QVERIFY(!run.err.isEmpty());
+        QVERIFY2(run.milliseconds < 1000, qPrintable(QString::number(run.milliseconds)));
+        const Run models = vellumo({"models", AIVendors::rawValue(provider)});
+        QCOMPARE(models.exitCode, 1);
+        QVERIFY2(models.milliseconds < 1000, qPrintable(QString::number(models.milliseconds)));
+        QVERIFY(m_fake.requests().isEmpty());
+    }
+
+    // Sent once and paid once, even when the connection drops after it.
+    void aDroppedConnectionSendsTheRequestOnce()
+    {
+        useFakeProvider(AIVendor::anthropic);
+        QVERIFY(KeychainService::shared().storeAPIKey(QStringLiteral("sk-ant"), AIVendor::anthropic));
+        QVERIFY(m_fake.fail(QStringLiteral("drop")));
+        const Run run = vellumo({"run", translate}, "x");
+        QCOMPARE(run.exitCode, 1);
+        QVERIFY(run.err.startsWith("Network error: "));
+        QCOMPARE(m_fake.requests().size(), 1);
+    }
+
+    void aHugeAnswerIsRefusedAndNotPrinted()
+    {
+        useFakeProvider(AIVendor::openai);
+        QVERIFY(KeychainService::shared().storeAPIKey(QStringLiteral("sk"), AIVendor::openai));
+        QVERIFY(m_fake.fail(QStringLiteral("huge:20")));
+        const Run run = vellumo({"run", translate}, "x");
+        QCOMPARE(run.exitCode, 1);
+        QCOMPARE(run.out, QByteArray());
+        QCOMPARE(run.err, QByteArray("Invalid response from API server.\n"));
+    }
+
+    // An editor filter keeps the text whatever happens.
+    void keepInputGivesBackTheTextOnFailure()
+    {
+        useFakeProvider(AIVendor::openai);
+        QVERIFY(KeychainService::shared().storeAPIKey(QStringLiteral("sk"), AIVendor::openai));
+        const QByteArray text = "Line one\n  line two, no line end";
+        QVERIFY(m_fake.fail(QStringLiteral("401")));
+        Run run = vellumo({"run", "--keep-input", translate}, text);
+        QCOMPARE(run.exitCode, 1);
+        QCOMPARE(run.out, text);
+        QCOMPARE(run.err, QByteArray("Invalid API key. Please check your API key in settings.\n"));
+        QVERIFY(m_fake.setAnswer(QStringLiteral("Zeile eins")));
+        run = vellumo({"run", "--keep-input", translate}, text);
+        QCOMPARE(run.exitCode, 0);
+        QCOMPARE(run.out, QByteArray("Zeile eins"));
+    }
+
+    void aKeyTypedAtATerminalIsTakenWholeAndCtrlCRestoresEcho()
+    {
+        QProcess python;
+        python.start(QStringLiteral("/usr/bin/python3"),
+                     {"-c", terminalScript, qEnvironmentVariable("VELLUMO_BINARY"), "long"});
+        QVERIFY(python.waitForFinished(30000));
+        QCOMPARE(python.readAllStandardOutput().trimmed(), QByteArray("echo 0"));
+        QCOMPARE(KeychainService::shared().retrieveAPIKey(AIVendor::openai),
+                 std::optional(QString(10000, u'k')));
+
+        QVERIFY(KeychainService::shared().deleteAPIKey(AIVendor::openai));
+        python.start(QStringLiteral("/usr/bin/python3"),
+                     {"-c", terminalScript, qEnvironmentVariable("VELLUMO_BINARY"), "interrupt"});
+        QVERIFY(python.waitForFinished(30000));
+        QCOMPARE(python.readAllStandardOutput().trimmed(), QByteArray("echo signal"));
+        QCOMPARE(KeychainService::shared().retrieveAPIKey(AIVendor::openai), std::nullopt);
+    }
+
+    // No byte for a minute: the request fails at the transfer time-out.
+    void aStalledAnswerFailsAfterAMinute()
+    {
+        useFakeProvider(AIVendor::openai);
+        QVERIFY(KeychainService::shared().storeAPIKey(QStringLiteral("sk"), AIVendor::openai));
+        QVERIFY(m_fake.fail(QStringLiteral("slow:75")));
+        const Run run = vellumo({"run", translate}, "x");
+        QCOMPARE(run.exitCode, 1);
+        QCOMPARE(run.err, QByteArray("Network error: The request timed out.\n"));
+        QVERIFY2(run.milliseconds >= 59000 && run.milliseconds < 66000,
+                 qPrintable(QString::number(run.milliseconds)));
     }
 
     void usageErrors_data()

@@ -317,6 +317,40 @@ private Q_SLOTS:
         verbose.stop();
     }
 
+    // A stored shortcut that cannot be hooked is said at start, with the way
+    // back to the default; the ready line only names what can be pressed.
+    void aShortcutThatCannotBeSetIsSaid_data()
+    {
+        QTest::addColumn<QString>("stored");
+        QTest::addColumn<QString>("said");
+        QTest::newRow("malformed") << "{\"carbonKeyCode\": \"slash\""
+                                   << "The stored shortcut is not one Vellumo can read";
+        QTest::newRow("a key code of no key")
+            << "{\"carbonKeyCode\":200,\"carbonModifiers\":4352}"
+            << "The stored shortcut (Ctrl+Super+key code 200) names no key of this keyboard";
+        QTest::newRow("switched off") << "false" << "No shortcut is set";
+    }
+
+    void aShortcutThatCannotBeSetIsSaid()
+    {
+        QFETCH(QString, stored);
+        QFETCH(QString, said);
+        m_vellumo.stop();
+        const QString key = QStringLiteral("GlobalShortcuts_showPopup");
+        DefaultsStore::standard().setText(key, stored);
+        auto restore = qScopeGuard([&] { DefaultsStore::standard().remove(key); });
+        Vellumo vellumo;
+        QVERIFY(vellumo.start({}, {}, false));
+        QVERIFY2(vellumo.waitFor(said, 0), qPrintable(vellumo.output()));
+        QVERIFY2(vellumo.waitFor(QStringLiteral("To get the default (Ctrl+Super+/) back, remove "
+                                                "the line \"GlobalShortcuts_showPopup\""),
+                                 0),
+                 qPrintable(vellumo.output()));
+        QVERIFY(!vellumo.output().contains(QStringLiteral("is ready")));
+        QVERIFY(!vellumo.output().contains(QChar(0xFFFD)));
+        QVERIFY(!shortcutHeldByAnother());
+    }
+
     // Last: it restarts vellumo while another client holds the shortcut.
     void shortcutHeldByAnotherClientIsReported()
     {
@@ -346,6 +380,11 @@ private Q_SLOTS:
         QVERIFY2(second.waitFor(QStringLiteral("Error registering hotkey Ctrl+Super+/: BadAccess"),
                                 0),
                  qPrintable(second.output()));
+        QVERIFY2(second.waitFor(QStringLiteral("Ctrl+Super+/ is taken by another application, so "
+                                               "it does not call Vellumo."),
+                                0),
+                 qPrintable(second.output()));
+        QVERIFY(!second.output().contains(QStringLiteral("is ready")));
         QTest::qWait(500);
         QVERIFY(second.isRunning());
     }

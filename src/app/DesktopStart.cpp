@@ -67,8 +67,7 @@ QString startupLine()
                                   "shortcut is set. ") +
                    restoreDefault;
         }
-        return QStringLiteral("No shortcut is set, so Vellumo cannot be called. ") +
-               restoreDefault;
+        return QStringLiteral("No shortcut is set, so Vellumo cannot be called. ") + restoreDefault;
     }
     const QString text = GlobalShortcuts::shortcutDescription(*shortcut);
     if (!GlobalShortcuts::namesAKey(*shortcut)) {
@@ -94,7 +93,8 @@ int exec(QApplication &app)
     QApplication::setQuitOnLastWindowClosed(false);
     quitOnSignals(app);
 
-    const bool onboarded = DefaultsStore::standard().boolean(onboardingCompletedKey).value_or(false);
+    const bool onboarded =
+        DefaultsStore::standard().boolean(onboardingCompletedKey).value_or(false);
     if (onboarded && isProcessTrusted(false)) {
         PopupManager::shared().setupGlobalShortcut();
         Console::printLine(startupLine());
@@ -121,10 +121,10 @@ int exec(QApplication &app)
         return keys.presence(v) == KeychainService::Presence::stored;
     });
     if (!anyKeyStored) {
-        Console::printError(QStringLiteral(
-            "Vellumo is not set up yet: store the API key of your AI provider with\n"
-            "  vellumo key set openai      (or anthropic, or gemini)\n"
-            "which reads the key from standard input, then start Vellumo again."));
+        Console::printError(
+            QStringLiteral("Vellumo is not set up yet: store the API key of your AI provider with\n"
+                           "  vellumo key set openai      (or anthropic, or gemini)\n"
+                           "which reads the key from standard input, then start Vellumo again."));
         return 1;
     }
     DefaultsStore::standard().setBoolean(onboardingCompletedKey, true);

@@ -4,8 +4,8 @@
 #include "Console.h"
 #include "ContentView.h"
 #include "GlobalShortcuts.h"
-#include "SelectionCapture.h"
 #include "KeychainService.h"
+#include "SelectionCapture.h"
 #include "VendorManager.h"
 
 #include <QCursor>
@@ -182,10 +182,9 @@ void PopupManager::showPopup(const QString &text)
 
 void PopupManager::place(CommandPopup *popup, const SelectionGeometry &geometry)
 {
-    const PopupPlacement::FocusGeometry focus{geometry.selectionBounds, geometry.textInsertionPoint,
-                                              geometry.focusedElementFrame,
-                                              geometry.focusedWindowFrame,
-                                              geometry.insertionPointAround};
+    const PopupPlacement::FocusGeometry focus{
+        geometry.selectionBounds, geometry.textInsertionPoint, geometry.focusedElementFrame,
+        geometry.focusedWindowFrame, geometry.insertionPointAround};
     const PopupPlacement::Anchor anchor = PopupPlacement::popupPosition(focus, QCursor::pos());
     for (const QString &line : anchor.log) {
         printLine(line);

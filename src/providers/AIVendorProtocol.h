@@ -22,7 +22,8 @@ public:
 class ProviderClient : public AIVendorProtocol {
 public:
     ProviderClient(VendorConfig config, std::optional<QString> key)
-        : config(std::move(config)), m_key(std::move(key)) {}
+        : config(std::move(config)), m_key(std::move(key))
+    {}
 
     QString apiKey() const { return m_key ? *m_key : config.apiKey(); }
 

@@ -3,8 +3,7 @@
 APIError::APIError(Kind kind, int statusCode, QString underlying)
     : m_kind(kind), m_statusCode(statusCode), m_underlying(std::move(underlying)),
       m_what(description().toUtf8())
-{
-}
+{}
 
 APIError APIError::httpError(int statusCode)
 {

@@ -8,7 +8,14 @@
 // QFuture, so it derives from QException.
 class APIError : public QException {
 public:
-    enum class Kind { httpError, networkError, invalidURL, encodingError, invalidResponse, noContent };
+    enum class Kind {
+        httpError,
+        networkError,
+        invalidURL,
+        encodingError,
+        invalidResponse,
+        noContent
+    };
 
     static APIError httpError(int statusCode);
     // underlyingDescription is the transport or decoding error's own text.
@@ -48,7 +55,9 @@ private:
 // answering): a failure of its own, never taken for "no key".
 class KeyStoreError : public QException {
 public:
-    explicit KeyStoreError(QString sentence) : m_sentence(std::move(sentence)), m_what(m_sentence.toUtf8()) {}
+    explicit KeyStoreError(QString sentence)
+        : m_sentence(std::move(sentence)), m_what(m_sentence.toUtf8())
+    {}
     // What the user reads, as the key store words it.
     QString sentence() const { return m_sentence; }
     const char *what() const noexcept override { return m_what.constData(); }

@@ -5,11 +5,12 @@
 QFuture<QString> AnthropicAPIClient::sendMessage(const QString &prompt)
 {
     const QString key = apiKey();
-    return ProviderRequest::send(key, buildRequest(prompt, key), &AnthropicAPIClient::extractAnswer);
+    return ProviderRequest::send(key, buildRequest(prompt, key),
+                                 &AnthropicAPIClient::extractAnswer);
 }
 
-std::optional<ProviderRequest::Prepared>
-AnthropicAPIClient::buildRequest(const QString &prompt, const QString &key) const
+std::optional<ProviderRequest::Prepared> AnthropicAPIClient::buildRequest(const QString &prompt,
+                                                                          const QString &key) const
 {
     const auto url = ProviderRequest::endpointURL(config.baseURL() + QStringLiteral("/messages"));
     if (!url) {

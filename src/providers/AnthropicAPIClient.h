@@ -11,7 +11,8 @@ public:
     static inline const QByteArray apiVersion = QByteArrayLiteral("2023-06-01");
 
     explicit AnthropicAPIClient(VendorConfig config, std::optional<QString> key = std::nullopt)
-        : ProviderClient(std::move(config), std::move(key)) {}
+        : ProviderClient(std::move(config), std::move(key))
+    {}
 
     QFuture<QString> sendMessage(const QString &prompt) override;
 
@@ -25,5 +26,4 @@ public:
                                                           const QString &key) const;
     // The first content block's text, untouched; its type is not examined.
     static QString extractAnswer(const QByteArray &body);
-
 };

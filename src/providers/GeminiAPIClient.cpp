@@ -8,7 +8,8 @@ QFuture<QString> GeminiAPIClient::sendMessage(const QString &prompt)
     return ProviderRequest::send(key, buildRequest(prompt, key), &GeminiAPIClient::extractAnswer);
 }
 
-std::optional<ProviderRequest::Prepared> GeminiAPIClient::buildRequest(const QString &prompt, const QString &key) const
+std::optional<ProviderRequest::Prepared> GeminiAPIClient::buildRequest(const QString &prompt,
+                                                                       const QString &key) const
 {
     const auto url = ProviderRequest::endpointURL(config.baseURL() + QStringLiteral("/models/") +
                                                   config.selectedModel +

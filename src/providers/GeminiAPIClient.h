@@ -9,7 +9,8 @@
 class GeminiAPIClient : public ProviderClient {
 public:
     explicit GeminiAPIClient(VendorConfig config, std::optional<QString> key = std::nullopt)
-        : ProviderClient(std::move(config), std::move(key)) {}
+        : ProviderClient(std::move(config), std::move(key))
+    {}
 
     QFuture<QString> sendMessage(const QString &prompt) override;
 
@@ -24,5 +25,4 @@ public:
                                                           const QString &key) const;
     // The first part of the first candidate, untouched.
     static QString extractAnswer(const QByteArray &body);
-
 };

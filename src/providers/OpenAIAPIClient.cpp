@@ -24,7 +24,8 @@ bool OpenAIAPIClient::usesCompletionTokens(const QString &model)
     return false;
 }
 
-std::optional<ProviderRequest::Prepared> OpenAIAPIClient::buildRequest(const QString &prompt, const QString &key) const
+std::optional<ProviderRequest::Prepared> OpenAIAPIClient::buildRequest(const QString &prompt,
+                                                                       const QString &key) const
 {
     const auto url =
         ProviderRequest::endpointURL(config.baseURL() + QStringLiteral("/chat/completions"));

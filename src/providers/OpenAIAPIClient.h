@@ -9,7 +9,8 @@
 class OpenAIAPIClient : public ProviderClient {
 public:
     explicit OpenAIAPIClient(VendorConfig config, std::optional<QString> key = std::nullopt)
-        : ProviderClient(std::move(config), std::move(key)) {}
+        : ProviderClient(std::move(config), std::move(key))
+    {}
 
     QFuture<QString> sendMessage(const QString &prompt) override;
 
@@ -26,5 +27,4 @@ public:
     // The reasoning and GPT-5-and-later models refuse "max_tokens" and any
     // "temperature" but the default; they get "max_completion_tokens".
     static bool usesCompletionTokens(const QString &model);
-
 };

@@ -105,8 +105,7 @@ public:
             m_result = failure(Status::noService, QStringLiteral("no session bus"));
             return;
         }
-        QDBusMessage message =
-            QDBusMessage::createMethodCall(serviceName, path, interface, method);
+        QDBusMessage message = QDBusMessage::createMethodCall(serviceName, path, interface, method);
         message.setArguments(arguments);
         // Never let the service start an unlock prompt on its own.
         message.setInteractiveAuthorizationAllowed(false);
@@ -188,8 +187,7 @@ struct Session {
 // one, and a locked keyring is the user's to open.
 Result refusePrompt(const QDBusObjectPath &prompt)
 {
-    Call(prompt.path(), QStringLiteral("org.freedesktop.Secret.Prompt"),
-         QStringLiteral("Dismiss"));
+    Call(prompt.path(), QStringLiteral("org.freedesktop.Secret.Prompt"), QStringLiteral("Dismiss"));
     return failure(Status::locked, QStringLiteral("the keyring asked to be unlocked"));
 }
 

@@ -27,7 +27,7 @@ enum class Status {
 
 struct Result {
     Status status = Status::failed;
-    QString detail;   // the D-Bus error's name and message; never a secret
+    QString detail;    // the D-Bus error's name and message; never a secret
     QByteArray secret; // find only
 };
 

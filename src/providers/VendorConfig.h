@@ -17,7 +17,8 @@ struct VendorConfig {
 
     VendorConfig(AIVendor vendor, QString selectedModel, QString apiHost, QString subPath)
         : vendor(vendor), selectedModel(std::move(selectedModel)), apiHost(std::move(apiHost)),
-          subPath(std::move(subPath)) {}
+          subPath(std::move(subPath))
+    {}
 
     // The stored key, or "" when there is none or it cannot be read. Reads
     // the key store, waiting for it: never on the UI thread.

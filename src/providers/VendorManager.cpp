@@ -201,9 +201,8 @@ QFuture<void> VendorManager::validateVendor(const VendorConfig &config)
               })
         .onFailed(this, [fail](const APIError &error) { fail(error.description()); })
         .onFailed(this, [fail](const KeyStoreError &error) { fail(error.sentence()); })
-        .onFailed(this, [fail](const std::exception &error) {
-            fail(QString::fromUtf8(error.what()));
-        });
+        .onFailed(this,
+                  [fail](const std::exception &error) { fail(QString::fromUtf8(error.what())); });
     return done;
 }
 

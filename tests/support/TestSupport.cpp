@@ -142,21 +142,21 @@ bool lockKeyring()
 bool unlockKeyring()
 {
     qDBusRegisterMetaType<WireSecret>();
-    const QDBusMessage session = callSecrets(
-        QStringLiteral("/org/freedesktop/secrets"), QStringLiteral("org.freedesktop.Secret.Service"),
-        QStringLiteral("OpenSession"),
-        {QStringLiteral("plain"), QVariant::fromValue(QDBusVariant(QString()))});
+    const QDBusMessage session =
+        callSecrets(QStringLiteral("/org/freedesktop/secrets"),
+                    QStringLiteral("org.freedesktop.Secret.Service"), QStringLiteral("OpenSession"),
+                    {QStringLiteral("plain"), QVariant::fromValue(QDBusVariant(QString()))});
     if (session.type() != QDBusMessage::ReplyMessage) {
         return false;
     }
     const QDBusObjectPath sessionPath = qdbus_cast<QDBusObjectPath>(session.arguments().value(1));
-    const WireSecret password{sessionPath, {}, qgetenv("VELLUMO_TEST_KEYRING_PASSWORD"),
-                              QStringLiteral("text/plain")};
-    const QDBusMessage reply =
-        callSecrets(QStringLiteral("/org/freedesktop/secrets"),
-                    QStringLiteral("org.gnome.keyring.InternalUnsupportedGuiltRiddenInterface"),
-                    QStringLiteral("UnlockWithMasterPassword"),
-                    {QVariant::fromValue(QDBusObjectPath(collection)), QVariant::fromValue(password)});
+    const WireSecret password{
+        sessionPath, {}, qgetenv("VELLUMO_TEST_KEYRING_PASSWORD"), QStringLiteral("text/plain")};
+    const QDBusMessage reply = callSecrets(
+        QStringLiteral("/org/freedesktop/secrets"),
+        QStringLiteral("org.gnome.keyring.InternalUnsupportedGuiltRiddenInterface"),
+        QStringLiteral("UnlockWithMasterPassword"),
+        {QVariant::fromValue(QDBusObjectPath(collection)), QVariant::fromValue(password)});
     return reply.type() == QDBusMessage::ReplyMessage;
 }
 

@@ -368,7 +368,8 @@ private Q_SLOTS:
         QVERIFY(m_fake.requests().isEmpty());
         QCOMPARE(storedSetting(VendorConfig::defaultVendorKey).toString(), u"gemini"_qs);
 
-        QCOMPARE(KeychainService::shared().retrieveAPIKey(AIVendor::openai), std::optional(u"sk-o"_qs));
+        QCOMPARE(KeychainService::shared().retrieveAPIKey(AIVendor::openai),
+                 std::optional(u"sk-o"_qs));
         const Run after = vellumo({"run", translate}, "Guten Tag");
         QCOMPARE(after.exitCode, 0);
         QCOMPARE(m_fake.requests().size(), 1);
@@ -400,7 +401,8 @@ private Q_SLOTS:
     void keysWithControlCharactersNeverReachARequest()
     {
         useFakeProvider(AIVendor::openai);
-        QVERIFY(KeychainService::shared().storeAPIKey(QStringLiteral("sk-before"), AIVendor::openai));
+        QVERIFY(
+            KeychainService::shared().storeAPIKey(QStringLiteral("sk-before"), AIVendor::openai));
         Run run = vellumo({"key", "set", "openai"}, "sk-a\nX-Injected: yes\n");
         QCOMPARE(run.exitCode, 1);
         QVERIFY(run.err.contains("control character"));
@@ -410,9 +412,9 @@ private Q_SLOTS:
                  std::optional(u"sk-before"_qs));
 
         // Put there by another tool, such a key is refused at the request.
-        secretTool({"store", "--label=x", "service", "com.vellumo.Vellumo.openai", "account",
-                    "api_key"},
-                   "sk-c\nX-Injected: yes");
+        secretTool(
+            {"store", "--label=x", "service", "com.vellumo.Vellumo.openai", "account", "api_key"},
+            "sk-c\nX-Injected: yes");
         run = vellumo({"run", translate}, "x");
         QCOMPARE(run.exitCode, 1);
         QCOMPARE(run.err, QByteArray("Invalid API key. Please check your API key in settings.\n"));
@@ -424,10 +426,14 @@ private Q_SLOTS:
         QTest::addColumn<int>("vendor");
         QTest::addColumn<QString>("host");
         QTest::addColumn<QString>("key");
-        QTest::newRow("a space in the host") << int(AIVendor::openai) << "api.example .com" << "sk";
-        QTest::newRow("an empty host") << int(AIVendor::anthropic) << "" << "sk";
-        QTest::newRow("port 99999") << int(AIVendor::openai) << "127.0.0.1:99999" << "sk";
-        QTest::newRow("a Gemini key with a space") << int(AIVendor::gemini) << QString() << "AIza b";
+        QTest::newRow("a space in the host") << int(AIVendor::openai) << "api.example .com"
+                                             << "sk";
+        QTest::newRow("an empty host") << int(AIVendor::anthropic) << ""
+                                       << "sk";
+        QTest::newRow("port 99999") << int(AIVendor::openai) << "127.0.0.1:99999"
+                                    << "sk";
+        QTest::newRow("a Gemini key with a space")
+            << int(AIVendor::gemini) << QString() << "AIza b";
         QTest::newRow("a Gemini key with a tab") << int(AIVendor::gemini) << QString() << "AIza\tb";
     }
 
@@ -456,7 +462,8 @@ private Q_SLOTS:
     void aDroppedConnectionSendsTheRequestOnce()
     {
         useFakeProvider(AIVendor::anthropic);
-        QVERIFY(KeychainService::shared().storeAPIKey(QStringLiteral("sk-ant"), AIVendor::anthropic));
+        QVERIFY(
+            KeychainService::shared().storeAPIKey(QStringLiteral("sk-ant"), AIVendor::anthropic));
         QVERIFY(m_fake.fail(QStringLiteral("drop")));
         const Run run = vellumo({"run", translate}, "x");
         QCOMPARE(run.exitCode, 1);

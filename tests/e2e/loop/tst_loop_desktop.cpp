@@ -5,6 +5,7 @@
 #include "AppHarness.h"
 #include "DefaultsStore.h"
 #include "FakeProvider.h"
+#include "GlobalShortcuts.h"
 #include "KeychainService.h"
 #include "TestSupport.h"
 #include "VendorConfig.h"
@@ -58,10 +59,10 @@ struct TestWindow {
         }
         QDeadlineTimer deadline(20000);
         while (!deadline.hasExpired() && id == 0) {
-            id = QString::fromLatin1(run(QStringLiteral("xdotool"),
-                                         {QStringLiteral("search"), QStringLiteral("--onlyvisible"),
-                                          QStringLiteral("--pid"),
-                                          QString::number(process->processId())}))
+            id = QString::fromLatin1(
+                     run(QStringLiteral("xdotool"),
+                         {QStringLiteral("search"), QStringLiteral("--onlyvisible"),
+                          QStringLiteral("--pid"), QString::number(process->processId())}))
                      .split(u'\n')
                      .value(0)
                      .toULongLong();
@@ -75,7 +76,8 @@ struct TestWindow {
         run(QStringLiteral("xdotool"), {QStringLiteral("windowactivate"), QString::number(id)});
         QDeadlineTimer deadline(5000);
         while (!deadline.hasExpired()) {
-            if (QString::fromLatin1(run(QStringLiteral("xdotool"), {QStringLiteral("getactivewindow")}))
+            if (QString::fromLatin1(
+                    run(QStringLiteral("xdotool"), {QStringLiteral("getactivewindow")}))
                     .trimmed()
                     .toULongLong() == id) {
                 return true;
@@ -157,11 +159,11 @@ private Q_SLOTS:
     {
         const QString bystanderFile = QDir::home().filePath(QStringLiteral("bystander.txt"));
         TestWindow bystander;
-        QVERIFY(bystander.start(QStringLiteral("xterm"),
-                                {QStringLiteral("-geometry"), QStringLiteral("60x8+700+600"),
-                                 QStringLiteral("-e"), QStringLiteral("sh"), QStringLiteral("-c"),
-                                 QStringLiteral("cat > \"$1\""), QStringLiteral("sh"),
-                                 bystanderFile}));
+        QVERIFY(
+            bystander.start(QStringLiteral("xterm"),
+                            {QStringLiteral("-geometry"), QStringLiteral("60x8+700+600"),
+                             QStringLiteral("-e"), QStringLiteral("sh"), QStringLiteral("-c"),
+                             QStringLiteral("cat > \"$1\""), QStringLiteral("sh"), bystanderFile}));
         auto endBystander = qScopeGuard([&] { bystander.stop(); });
         const QString path = QDir::home().filePath(QStringLiteral("closing.txt"));
         QVERIFY(writeFile(path, sentence + u'\n'));
@@ -210,9 +212,8 @@ private Q_SLOTS:
         QVERIFY(editor.activate());
         // gedit loads a long file after showing its window: selected once
         // all of it is there (it hides the file's last line break).
-        QTRY_VERIFY_WITH_TIMEOUT(keys({QStringLiteral("ctrl+a")}) &&
-                                     primaryText().size() == big.size() - 1,
-                                 20000);
+        QTRY_VERIFY_WITH_TIMEOUT(
+            keys({QStringLiteral("ctrl+a")}) && primaryText().size() == big.size() - 1, 20000);
         const QString answer = QStringLiteral("A megabyte, in one line.");
         QVERIFY(m_fake.setAnswer(answer));
         qsizetype mark = 0;
@@ -328,7 +329,8 @@ private Q_SLOTS:
         QTest::newRow("a key code of no key")
             << "{\"carbonKeyCode\":200,\"carbonModifiers\":4352}"
             << "The stored shortcut (Ctrl+Super+key code 200) names no key of this keyboard";
-        QTest::newRow("switched off") << "false" << "No shortcut is set";
+        QTest::newRow("switched off") << "false"
+                                      << "No shortcut is set";
     }
 
     void aShortcutThatCannotBeSetIsSaid()
@@ -336,14 +338,14 @@ private Q_SLOTS:
         QFETCH(QString, stored);
         QFETCH(QString, said);
         m_vellumo.stop();
-        const QString key = QStringLiteral("GlobalShortcuts_showPopup");
+        const QString key = GlobalShortcuts::Name::showPopup().storeKey();
         DefaultsStore::standard().setText(key, stored);
         auto restore = qScopeGuard([&] { DefaultsStore::standard().remove(key); });
         Vellumo vellumo;
         QVERIFY(vellumo.start({}, {}, false));
         QVERIFY2(vellumo.waitFor(said, 0), qPrintable(vellumo.output()));
         QVERIFY2(vellumo.waitFor(QStringLiteral("To get the default (Ctrl+Super+/) back, remove "
-                                                "the line \"GlobalShortcuts_showPopup\""),
+                                                "the line \"GlobalShortcuts_showpopup\""),
                                  0),
                  qPrintable(vellumo.output()));
         QVERIFY(!vellumo.output().contains(QStringLiteral("is ready")));
@@ -377,9 +379,9 @@ private Q_SLOTS:
         // Vellumo does not hold the shortcut here: it runs, and says so.
         Vellumo second;
         QVERIFY(second.start({}, {}, false));
-        QVERIFY2(second.waitFor(QStringLiteral("Error registering hotkey Ctrl+Super+/: BadAccess"),
-                                0),
-                 qPrintable(second.output()));
+        QVERIFY2(
+            second.waitFor(QStringLiteral("Error registering hotkey Ctrl+Super+/: BadAccess"), 0),
+            qPrintable(second.output()));
         QVERIFY2(second.waitFor(QStringLiteral("Ctrl+Super+/ is taken by another application, so "
                                                "it does not call Vellumo."),
                                 0),

@@ -16,6 +16,7 @@
 #include "VendorManager.h"
 
 #include <QApplication>
+#include <QElapsedTimer>
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QLabel>
@@ -23,6 +24,7 @@
 #include <QPushButton>
 #include <QScrollBar>
 #include <QSignalSpy>
+#include <QTimer>
 #include <QtTest>
 #include <stdexcept>
 
@@ -292,6 +294,39 @@ private Q_SLOTS:
         QCOMPARE(requests.size(), 1);
         QCOMPARE(requests.first().vendor, raw);
         QCOMPARE(promptSent(requests.first()), expectedPrompt(sent));
+    }
+
+    // A keyring that does not answer never freezes the popup: the key is read
+    // off the UI thread, and the popup says why the command did not run.
+    void aFrozenKeyringNeverFreezesThePopup()
+    {
+        m_setup.configure(AIVendor::openai, apiKey);
+        QVERIFY(TestSupport::freezeKeyring(true));
+        auto thaw = qScopeGuard([] { TestSupport::freezeKeyring(false); });
+        QElapsedTimer clock;
+        clock.start();
+        qint64 last = clock.elapsed();
+        qint64 longest = 0;
+        QTimer ticks;
+        ticks.setInterval(5);
+        connect(&ticks, &QTimer::timeout, this, [&] {
+            longest = std::max(longest, clock.elapsed() - last);
+            last = clock.elapsed();
+        });
+        ticks.start();
+        auto popup = openPopup();
+        QVERIFY(popup);
+        QTest::keyClick(searchLine(*popup), Qt::Key_Return);
+        QTRY_VERIFY_WITH_TIMEOUT(popup->view->errorMessage().has_value(), 10000);
+        ticks.stop();
+        QVERIFY2(popup->view->errorMessage()->startsWith(u"The keyring is not answering"_qs),
+                 qPrintable(*popup->view->errorMessage()));
+        QVERIFY(popup->answers.isEmpty());
+        QVERIFY(m_setup.standIn().requests().isEmpty());
+        qInfo("longest UI stall with a frozen keyring: %lld ms (the reason shown after %lld ms)",
+              longest, clock.elapsed());
+        // The store's time-out is 2 s; a blocked UI thread would show it here.
+        QVERIFY2(longest < 1000, qPrintable(QString::number(longest)));
     }
 
     void clickRunsTheClickedRowWithoutMovingTheHighlight()

@@ -82,9 +82,9 @@ private Q_SLOTS:
         // Storing again replaces the item rather than adding a second one.
         QVERIFY(keys().storeAPIKey(key + QStringLiteral("2"), AIVendor::openai));
         QCOMPARE(keys().retrieveAPIKey(AIVendor::openai), std::optional<QString>(key + u'2'));
-        const QByteArray all = secretTool({QStringLiteral("search"), QStringLiteral("--all"),
-                                           QStringLiteral("service"),
-                                           KeychainService::service(AIVendor::openai)});
+        const QByteArray all =
+            secretTool({QStringLiteral("search"), QStringLiteral("--all"),
+                        QStringLiteral("service"), KeychainService::service(AIVendor::openai)});
         QCOMPARE(all.count("[/"), 1);
     }
 
@@ -107,7 +107,8 @@ private Q_SLOTS:
             captureStderr([&] { QVERIFY(!keys().storeAPIKey(key, AIVendor::anthropic)); });
         QVERIFY2(output.startsWith(QStringLiteral("Failed to store API key for Anthropic: ")),
                  qPrintable(output));
-        QCOMPARE(keys().retrieveAPIKey(AIVendor::anthropic), std::optional<QString>(u"sk-before"_qs));
+        QCOMPARE(keys().retrieveAPIKey(AIVendor::anthropic),
+                 std::optional<QString>(u"sk-before"_qs));
     }
 
     void deletingTwiceSucceedsSilently()
@@ -137,17 +138,20 @@ private Q_SLOTS:
     void anEarlierItemIsMovedOverOnce()
     {
         const QString service = KeychainService::service(AIVendor::gemini);
-        secretTool({QStringLiteral("store"), QStringLiteral("--label=old"), QStringLiteral("server"),
-                    service, QStringLiteral("user"), QStringLiteral("api_key")},
+        secretTool({QStringLiteral("store"), QStringLiteral("--label=old"),
+                    QStringLiteral("server"), service, QStringLiteral("user"),
+                    QStringLiteral("api_key")},
                    "AIza-earlier");
-        QCOMPARE(keys().retrieveAPIKey(AIVendor::gemini), std::optional<QString>(u"AIza-earlier"_qs));
+        QCOMPARE(keys().retrieveAPIKey(AIVendor::gemini),
+                 std::optional<QString>(u"AIza-earlier"_qs));
         QCOMPARE(lookup(AIVendor::gemini), QByteArray("AIza-earlier"));
         QCOMPARE(secretTool({QStringLiteral("lookup"), QStringLiteral("server"), service,
                              QStringLiteral("user"), QStringLiteral("api_key")}),
                  QByteArray());
         // Deleting removes both forms, so the old key cannot come back.
-        secretTool({QStringLiteral("store"), QStringLiteral("--label=old"), QStringLiteral("server"),
-                    service, QStringLiteral("user"), QStringLiteral("api_key")},
+        secretTool({QStringLiteral("store"), QStringLiteral("--label=old"),
+                    QStringLiteral("server"), service, QStringLiteral("user"),
+                    QStringLiteral("api_key")},
                    "AIza-stale");
         QVERIFY(keys().deleteAPIKey(AIVendor::gemini));
         QVERIFY(!keys().retrieveAPIKey(AIVendor::gemini).has_value());
@@ -183,8 +187,10 @@ private Q_SLOTS:
         QVERIFY2(lines[0].startsWith(QStringLiteral("Failed to retrieve API key for OpenAI: The "
                                                     "keyring is locked")),
                  qPrintable(output));
-        QVERIFY(lines[1].startsWith(QStringLiteral("Failed to delete API key for OpenAI: The keyring is locked")));
-        QVERIFY(lines[2].startsWith(QStringLiteral("Failed to store API key for Google Gemini: The keyring is locked")));
+        QVERIFY(lines[1].startsWith(
+            QStringLiteral("Failed to delete API key for OpenAI: The keyring is locked")));
+        QVERIFY(lines[2].startsWith(
+            QStringLiteral("Failed to store API key for Google Gemini: The keyring is locked")));
         // Unlocked, everything is as it was.
         QCOMPARE(keys().retrieveAPIKey(AIVendor::openai), std::optional<QString>(u"sk-kept"_qs));
         QVERIFY(!keys().retrieveAPIKey(AIVendor::gemini).has_value());
@@ -232,7 +238,8 @@ private Q_SLOTS:
                  qPrintable(output));
         QCOMPARE(output.count(u'\n'), 1);
         // The service works again once the keyring answers.
-        QCOMPARE(keys().retrieveAPIKey(AIVendor::anthropic), std::optional<QString>(u"sk-frozen"_qs));
+        QCOMPARE(keys().retrieveAPIKey(AIVendor::anthropic),
+                 std::optional<QString>(u"sk-frozen"_qs));
     }
 
     void presenceIsAnnouncedOnTheObjectsThread()

@@ -21,8 +21,8 @@ private Q_SLOTS:
             stored = keys.storeAPIKey(QStringLiteral("sk-secret-value"), AIVendor::gemini);
         });
         QVERIFY(!stored);
-        QVERIFY2(storeOutput.startsWith(
-                     QStringLiteral("Failed to store API key for Google Gemini: No keyring is running")),
+        QVERIFY2(storeOutput.startsWith(QStringLiteral(
+                     "Failed to store API key for Google Gemini: No keyring is running")),
                  qPrintable(storeOutput));
         QVERIFY(!storeOutput.contains(QStringLiteral("sk-secret-value")));
 
@@ -36,8 +36,9 @@ private Q_SLOTS:
                  qPrintable(readOutput));
         QVERIFY(!keys.refreshPresenceNow());
         QCOMPARE(keys.presence(AIVendor::openai), KeychainService::Presence::unavailable);
-        QVERIFY(!TestSupport::captureStderr([&] { QVERIFY(!keys.deleteAPIKey(AIVendor::openai)); })
-                     .isEmpty());
+        QVERIFY(!TestSupport::captureStderr([&] {
+                     QVERIFY(!keys.deleteAPIKey(AIVendor::openai));
+                 }).isEmpty());
 
         const VendorConfig config = AIVendors::defaultConfig(AIVendor::gemini);
         QVERIFY(!config.hasAPIKey());

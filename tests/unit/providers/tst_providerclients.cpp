@@ -453,7 +453,8 @@ private Q_SLOTS:
         } else {
             QVERIFY(outcome.error);
             QCOMPARE(outcome.error->kind(), APIError::Kind::invalidResponse);
-            QCOMPARE(errorText(*outcome.error), QStringLiteral("Invalid response from API server."));
+            QCOMPARE(errorText(*outcome.error),
+                     QStringLiteral("Invalid response from API server."));
         }
     }
 

@@ -171,7 +171,8 @@ private Q_SLOTS:
         QCOMPARE(store().text(VendorConfig::defaultVendorKey), std::optional(u"openai"_qs));
         QVERIFY(TestSupport::unlockKeyring());
         KeychainService::shared().refreshPresence();
-        QTRY_COMPARE_WITH_TIMEOUT(manager.defaultVendor(), std::optional(AIVendor::anthropic), 5000);
+        QTRY_COMPARE_WITH_TIMEOUT(manager.defaultVendor(), std::optional(AIVendor::anthropic),
+                                  5000);
         QCOMPARE(store().text(VendorConfig::defaultVendorKey), std::optional(u"anthropic"_qs));
     }
 

@@ -73,29 +73,16 @@ AXResult<UIElement> best(const QList<UIElement> &candidates, int *bestScore = nu
 
 // Collection's state match finds the focused descendants inside the target
 // application in one call (about 2 ms), where walking a tree costs hundreds.
-AXResult<UIElement> focusedByCollection(const UIElement &window)
+// Among the window's elements in all of states, the first that holds a
+// selection, or else the first with a text cursor.
+AXResult<UIElement> textAtWork(const UIElement &window, unsigned states)
 {
-    const auto focused = window.descendantsWithStates(UIElement::Focused, 8);
-    if (focused.failed()) {
-        return AXResult<UIElement>::failure(focused.error);
-    }
-    int points = -1;
-    const auto found = best(*focused.value, &points);
-    if (found.failed() || (found.value && (points < 2 || points >= holdsCursorPoints))) {
-        return found;
-    }
-    // No focused text holds the cursor. A GTK 3 text view loses its focused
-    // state once a menu item was pressed through its action, LibreOffice's
-    // paragraph while the keyboard is grabbed. The window is the active one,
-    // so its showing editable text that holds a selection, or else the text
-    // cursor, is the element the user works in.
-    const auto editable =
-        window.descendantsWithStates(UIElement::Editable | UIElement::Showing, 64);
-    if (editable.failed()) {
-        return AXResult<UIElement>::failure(editable.error);
+    const auto candidates = window.descendantsWithStates(states, 64);
+    if (candidates.failed()) {
+        return AXResult<UIElement>::failure(candidates.error);
     }
     UIElement withCursor;
-    for (const UIElement &candidate : *editable.value) {
+    for (const UIElement &candidate : *candidates.value) {
         const auto ranges = candidate.selections();
         if (ranges.failed()) {
             if (ranges.error == AXError::CannotComplete) {
@@ -115,6 +102,35 @@ AXResult<UIElement> focusedByCollection(const UIElement &window)
     }
     if (!withCursor.isNull()) {
         return AXResult<UIElement>::of(withCursor);
+    }
+    return AXResult<UIElement>::none();
+}
+
+AXResult<UIElement> focusedByCollection(const UIElement &window)
+{
+    const auto focused = window.descendantsWithStates(UIElement::Focused, 8);
+    if (focused.failed()) {
+        return AXResult<UIElement>::failure(focused.error);
+    }
+    int points = -1;
+    const auto found = best(*focused.value, &points);
+    if (found.failed() || (found.value && (points < 2 || points >= holdsCursorPoints))) {
+        return found;
+    }
+    // No focused text holds the cursor. A GTK 3 text view loses its focused
+    // state once a menu item was pressed through its action, LibreOffice's
+    // paragraph while the keyboard is grabbed, and a toolkit takes it back
+    // only some time after the shortcut's grab has ended. The window is the
+    // active one, so its showing editable text that holds a selection, or
+    // else the text cursor, is the element the user works in; failing that,
+    // its showing focusable text (a terminal, a read-only view), so that
+    // what it says about its selection decides, not a stale PRIMARY.
+    for (const unsigned states :
+         {UIElement::Editable | UIElement::Showing, UIElement::Focusable | UIElement::Showing}) {
+        const auto text = textAtWork(window, states);
+        if (text.failed() || text.value) {
+            return text;
+        }
     }
     return found;
 }
@@ -234,9 +250,10 @@ AXResult<UIElement> SystemWideElement::focusedUIElement(const Application &app)
     if (interfaces.failed()) {
         return AXResult<UIElement>::failure(interfaces.error);
     }
-    const AXResult<UIElement> found = (*interfaces.value & unsigned(UIElement::Interface::Collection))
-                                          ? focusedByCollection(*window.value)
-                                          : focusedByVisibleWalk(*window.value);
+    const AXResult<UIElement> found =
+        (*interfaces.value & unsigned(UIElement::Interface::Collection))
+            ? focusedByCollection(*window.value)
+            : focusedByVisibleWalk(*window.value);
     if (!found.failed() && found.value && stillFocused(*found.value)) {
         // Applications come and go: keep the table small.
         if (known.size() > 32) {

@@ -129,7 +129,7 @@ private:
 // Editors, word processors, text fields: selected with the keyboard.
 class KeyboardTarget : public Target {
 public:
-    struct Spec {
+    struct Profile {
         QString name;
         QString program;
         QStringList arguments;
@@ -140,25 +140,25 @@ public:
         bool copyMenuItem = false;
     };
 
-    explicit KeyboardTarget(Spec spec) : m_spec(std::move(spec)) {}
+    explicit KeyboardTarget(Profile profile) : m_profile(std::move(profile)) {}
 
-    QString name() const override { return m_spec.name; }
+    QString name() const override { return m_profile.name; }
 
     bool start() override
     {
-        if (!prepare() || !m_program.start(m_spec.program, m_spec.arguments, m_spec.environment)) {
+        if (!prepare() || !m_program.start(m_profile.program, m_profile.arguments, m_profile.environment)) {
             return false;
         }
-        const QStringList how = m_spec.findWindow.isEmpty()
+        const QStringList how = m_profile.findWindow.isEmpty()
                                     ? QStringList{QStringLiteral("--pid"),
                                                   QString::number(m_program.pid())}
-                                    : m_spec.findWindow;
-        m_window = findWindow(how, m_spec.startTimeoutMs);
+                                    : m_profile.findWindow;
+        m_window = findWindow(how, m_profile.startTimeoutMs);
         if (m_window == 0 || !afterStart()) {
             return false;
         }
         // Ready once it hands out its text.
-        QDeadlineTimer deadline(m_spec.startTimeoutMs);
+        QDeadlineTimer deadline(m_profile.startTimeoutMs);
         while (!deadline.hasExpired()) {
             if (focusText() && contents().value_or(QString()).contains(documentLines().first())) {
                 return true;
@@ -225,8 +225,8 @@ public:
 
     bool undo() override { return keys({QStringLiteral("ctrl+z")}); }
 
-    bool tellsThePlace(Kind) const override { return m_spec.tellsThePlace; }
-    bool hasCopyMenuItem() const override { return m_spec.copyMenuItem; }
+    bool tellsThePlace(Kind) const override { return m_profile.tellsThePlace; }
+    bool hasCopyMenuItem() const override { return m_profile.copyMenuItem; }
 
 protected:
     // Writes the document the application opens.
@@ -234,7 +234,7 @@ protected:
     // What a user does after the window appears, before working in it.
     virtual bool afterStart() { return true; }
 
-    Spec m_spec;
+    Profile m_profile;
     Program m_program;
     quint64 m_window = 0;
 };
@@ -249,7 +249,7 @@ public:
     using KeyboardTarget::KeyboardTarget;
 
 protected:
-    bool prepare() override { return writeFile(m_spec.arguments.constLast(), plainDocument()); }
+    bool prepare() override { return writeFile(m_profile.arguments.constLast(), plainDocument()); }
 };
 
 // Designer's preview of a form holding a plain text edit: a Qt 6 text.
@@ -267,7 +267,7 @@ protected:
             "<layout class=\"QVBoxLayout\" name=\"layout\"><item><widget class=\"QPlainTextEdit\" "
             "name=\"text\"><property name=\"plainText\"><string>%1</string></property></widget>"
             "</item></layout></widget><resources/><connections/></ui>\n");
-        return writeFile(m_spec.arguments.constLast(),
+        return writeFile(m_profile.arguments.constLast(),
                          ui.arg(escaped(documentLines().join(u'\n'))));
     }
 
@@ -316,7 +316,7 @@ protected:
             "xmlns:text=\"urn:oasis:names:tc:opendocument:xmlns:text:1.0\" "
             "office:version=\"1.3\" office:mimetype=\"application/vnd.oasis.opendocument.text\">"
             "<office:body><office:text>%1</office:text></office:body></office:document>\n");
-        return settings && writeFile(m_spec.arguments.constLast(), document.arg(paragraphs));
+        return settings && writeFile(m_profile.arguments.constLast(), document.arg(paragraphs));
     }
 };
 
@@ -324,7 +324,7 @@ protected:
 class ChromiumPage : public KeyboardTarget {
 public:
     enum class Field { TextArea, ContentEditable };
-    ChromiumPage(Spec spec, Field field) : KeyboardTarget(std::move(spec)), m_field(field) {}
+    ChromiumPage(Profile profile, Field field) : KeyboardTarget(std::move(profile)), m_field(field) {}
 
 protected:
     bool prepare() override
@@ -341,7 +341,7 @@ protected:
             body = QStringLiteral("<div id=\"f\" contenteditable=\"true\">%1</div>").arg(paragraphs);
         }
         // The last argument is the page's file:// address.
-        return writeFile(m_spec.arguments.constLast().mid(7), page(body));
+        return writeFile(m_profile.arguments.constLast().mid(7), page(body));
     }
 
     static QString page(const QString &body)
@@ -644,16 +644,16 @@ std::unique_ptr<Target> makeTarget(const QString &name)
 {
     const QString file = homeDir() + QStringLiteral("/document.txt");
     if (name == u"mousepad" || name == u"gedit" || name == u"featherpad") {
-        return std::make_unique<FileEditor>(KeyboardTarget::Spec{
+        return std::make_unique<FileEditor>(KeyboardTarget::Profile{
             name, name, {file}, {}, {}, name != u"featherpad", 20000, name != u"gedit"});
     }
     if (name == u"gnome-text-editor") {
-        return std::make_unique<FileEditor>(KeyboardTarget::Spec{
+        return std::make_unique<FileEditor>(KeyboardTarget::Profile{
             name, name, {QStringLiteral("--standalone"), file}, {}, {}, true});
     }
     if (name == u"designer") {
         // Qt's plain text edit answers the first line's place for every line.
-        return std::make_unique<DesignerPreview>(KeyboardTarget::Spec{
+        return std::make_unique<DesignerPreview>(KeyboardTarget::Profile{
             name,
             QStringLiteral("/usr/lib/qt6/bin/designer"),
             {homeDir() + QStringLiteral("/form.ui")},
@@ -662,7 +662,7 @@ std::unique_ptr<Target> makeTarget(const QString &name)
             false});
     }
     if (name == u"libreoffice") {
-        return std::make_unique<LibreOffice>(KeyboardTarget::Spec{
+        return std::make_unique<LibreOffice>(KeyboardTarget::Profile{
             name,
             QStringLiteral("soffice"),
             {QStringLiteral("--writer"), QStringLiteral("--norestore"),
@@ -678,7 +678,7 @@ std::unique_ptr<Target> makeTarget(const QString &name)
     if (name == u"chromium-textarea" || name == u"chromium-contenteditable") {
         const QString page = homeDir() + QStringLiteral("/") + name + QStringLiteral(".html");
         return std::make_unique<ChromiumPage>(
-            KeyboardTarget::Spec{name,
+            KeyboardTarget::Profile{name,
                                  QStringLiteral("chromium"),
                                  chromiumArguments(page),
                                  {},

@@ -1,5 +1,7 @@
 #include "SecretService.h"
 
+#include "SecretWire.h"
+
 #include <QDBusArgument>
 #include <QDBusConnection>
 #include <QDBusMessage>
@@ -8,40 +10,6 @@
 #include <QDBusVariant>
 #include <QList>
 #include <mutex>
-
-namespace {
-
-// The wire form of a secret: (session, parameters, value, content type).
-struct WireSecret {
-    QDBusObjectPath session;
-    QByteArray parameters;
-    QByteArray value;
-    QString contentType;
-};
-
-} // namespace
-
-Q_DECLARE_METATYPE(WireSecret)
-
-namespace {
-
-QDBusArgument &operator<<(QDBusArgument &argument, const WireSecret &secret)
-{
-    argument.beginStructure();
-    argument << secret.session << secret.parameters << secret.value << secret.contentType;
-    argument.endStructure();
-    return argument;
-}
-
-const QDBusArgument &operator>>(const QDBusArgument &argument, WireSecret &secret)
-{
-    argument.beginStructure();
-    argument >> secret.session >> secret.parameters >> secret.value >> secret.contentType;
-    argument.endStructure();
-    return argument;
-}
-
-} // namespace
 
 namespace SecretService {
 
@@ -58,7 +26,7 @@ void registerTypes()
 {
     static std::once_flag once;
     std::call_once(once, [] {
-        qDBusRegisterMetaType<WireSecret>();
+        qDBusRegisterMetaType<SecretWire>();
         qDBusRegisterMetaType<QMap<QString, QString>>();
         qDBusRegisterMetaType<QList<QDBusObjectPath>>();
     });
@@ -211,7 +179,7 @@ Result find(const Attributes &attributes)
     if (!call.ok()) {
         return call.result();
     }
-    WireSecret secret;
+    SecretWire secret;
     call.argument(0).value<QDBusArgument>() >> secret;
     return Result{Status::ok, {}, secret.value};
 }
@@ -244,7 +212,7 @@ Result store(const QString &label, const Attributes &attributes, const QByteArra
         {itemInterface + QStringLiteral(".Label"), label},
         {itemInterface + QStringLiteral(".Attributes"), QVariant::fromValue(attributes)},
     };
-    const WireSecret wire{session.path, {}, secret, QStringLiteral("text/plain")};
+    const SecretWire wire{session.path, {}, secret, QStringLiteral("text/plain")};
     const Call create(collection, collectionInterface, QStringLiteral("CreateItem"),
                       {properties, QVariant::fromValue(wire), true});
     if (!create.ok()) {

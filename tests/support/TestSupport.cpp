@@ -1,5 +1,7 @@
 #include "TestSupport.h"
 
+#include "SecretWire.h"
+
 #include <QByteArray>
 #include <QDBusArgument>
 #include <QDBusConnection>
@@ -9,6 +11,7 @@
 #include <QDBusVariant>
 #include <QDir>
 #include <QFile>
+#include <QProcess>
 #include <QTemporaryFile>
 #include <csignal>
 #include <cstdio>
@@ -47,37 +50,6 @@ QString capture(int descriptor, std::FILE *stream, const std::function<void()> &
     close(saved);
     file.seek(0);
     return QString::fromUtf8(file.readAll());
-}
-
-struct WireSecret {
-    QDBusObjectPath session;
-    QByteArray parameters;
-    QByteArray value;
-    QString contentType;
-};
-
-} // namespace
-} // namespace TestSupport
-
-Q_DECLARE_METATYPE(TestSupport::WireSecret)
-
-namespace TestSupport {
-namespace {
-
-QDBusArgument &operator<<(QDBusArgument &argument, const WireSecret &secret)
-{
-    argument.beginStructure();
-    argument << secret.session << secret.parameters << secret.value << secret.contentType;
-    argument.endStructure();
-    return argument;
-}
-
-const QDBusArgument &operator>>(const QDBusArgument &argument, WireSecret &secret)
-{
-    argument.beginStructure();
-    argument >> secret.session >> secret.parameters >> secret.value >> secret.contentType;
-    argument.endStructure();
-    return argument;
 }
 
 const QString secrets = QStringLiteral("org.freedesktop.secrets");
@@ -130,6 +102,16 @@ QString captureStderr(const std::function<void()> &body)
     return capture(STDERR_FILENO, stderr, body);
 }
 
+QByteArray secretTool(const QStringList &arguments, const QByteArray &input)
+{
+    QProcess process;
+    process.start(QStringLiteral("secret-tool"), arguments);
+    process.write(input);
+    process.closeWriteChannel();
+    process.waitForFinished(10000);
+    return process.readAllStandardOutput();
+}
+
 bool lockKeyring()
 {
     const QDBusMessage reply =
@@ -141,7 +123,7 @@ bool lockKeyring()
 
 bool unlockKeyring()
 {
-    qDBusRegisterMetaType<WireSecret>();
+    qDBusRegisterMetaType<SecretWire>();
     const QDBusMessage session =
         callSecrets(QStringLiteral("/org/freedesktop/secrets"),
                     QStringLiteral("org.freedesktop.Secret.Service"), QStringLiteral("OpenSession"),
@@ -150,7 +132,7 @@ bool unlockKeyring()
         return false;
     }
     const QDBusObjectPath sessionPath = qdbus_cast<QDBusObjectPath>(session.arguments().value(1));
-    const WireSecret password{
+    const SecretWire password{
         sessionPath, {}, qgetenv("VELLUMO_TEST_KEYRING_PASSWORD"), QStringLiteral("text/plain")};
     const QDBusMessage reply = callSecrets(
         QStringLiteral("/org/freedesktop/secrets"),

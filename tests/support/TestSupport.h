@@ -1,6 +1,8 @@
 #pragma once
 
+#include <QByteArray>
 #include <QString>
+#include <QStringList>
 #include <functional>
 
 namespace TestSupport {
@@ -14,6 +16,9 @@ void requireThrowawayEnvironment();
 // console lines go there), or to standard error.
 QString captureStdout(const std::function<void()> &body);
 QString captureStderr(const std::function<void()> &body);
+
+// Runs the desktop's secret-tool as a user would; its standard output.
+QByteArray secretTool(const QStringList &arguments, const QByteArray &input = {});
 
 // The test session's gnome-keyring: locked and unlocked through the Secret
 // Service's own calls (its throwaway password comes from scripts/test-session),

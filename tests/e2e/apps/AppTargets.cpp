@@ -5,11 +5,11 @@
 
 #include <QClipboard>
 #include <QDeadlineTimer>
+#include <QDir>
+#include <QFile>
 #include <QGuiApplication>
 #include <QHash>
 #include <QImage>
-#include <QDir>
-#include <QFile>
 #include <QProcessEnvironment>
 #include <QTest>
 #include <csignal>
@@ -49,11 +49,9 @@ quint64 findWindow(const QStringList &how, int timeoutMs)
 {
     QDeadlineTimer deadline(timeoutMs);
     while (!deadline.hasExpired()) {
-        const QByteArray out = run(QStringLiteral("xdotool"),
-                                   QStringList{QStringLiteral("search"),
-                                               QStringLiteral("--onlyvisible")} +
-                                       how,
-                                   3000);
+        const QByteArray out =
+            run(QStringLiteral("xdotool"),
+                QStringList{QStringLiteral("search"), QStringLiteral("--onlyvisible")} + how, 3000);
         const quint64 window = QString::fromLatin1(out).split(u'\n').value(0).toULongLong();
         if (window != 0) {
             return window;
@@ -146,13 +144,14 @@ public:
 
     bool start() override
     {
-        if (!prepare() || !m_program.start(m_profile.program, m_profile.arguments, m_profile.environment)) {
+        if (!prepare() ||
+            !m_program.start(m_profile.program, m_profile.arguments, m_profile.environment)) {
             return false;
         }
-        const QStringList how = m_profile.findWindow.isEmpty()
-                                    ? QStringList{QStringLiteral("--pid"),
-                                                  QString::number(m_program.pid())}
-                                    : m_profile.findWindow;
+        const QStringList how =
+            m_profile.findWindow.isEmpty()
+                ? QStringList{QStringLiteral("--pid"), QString::number(m_program.pid())}
+                : m_profile.findWindow;
         m_window = findWindow(how, m_profile.startTimeoutMs);
         if (m_window == 0 || !afterStart()) {
             return false;
@@ -324,7 +323,8 @@ protected:
 class ChromiumPage : public KeyboardTarget {
 public:
     enum class Field { TextArea, ContentEditable };
-    ChromiumPage(Profile profile, Field field) : KeyboardTarget(std::move(profile)), m_field(field) {}
+    ChromiumPage(Profile profile, Field field) : KeyboardTarget(std::move(profile)), m_field(field)
+    {}
 
 protected:
     bool prepare() override
@@ -338,7 +338,8 @@ protected:
             for (const QString &line : documentLines()) {
                 paragraphs += QStringLiteral("<p>%1</p>").arg(escaped(line));
             }
-            body = QStringLiteral("<div id=\"f\" contenteditable=\"true\">%1</div>").arg(paragraphs);
+            body =
+                QStringLiteral("<div id=\"f\" contenteditable=\"true\">%1</div>").arg(paragraphs);
         }
         // The last argument is the page's file:// address.
         return writeFile(m_profile.arguments.constLast().mid(7), page(body));
@@ -376,7 +377,6 @@ QStringList chromiumArguments(const QString &page)
     arguments << QStringLiteral("file://") + page;
     return arguments;
 }
-
 
 // Text a user selects with the pointer, on a grid of cells: (column, row).
 class PointerTarget : public Target {
@@ -458,18 +458,20 @@ public:
             return false;
         }
         const QStringList command{
-            QStringLiteral("sh"), QStringLiteral("-c"),
+            QStringLiteral("sh"),
+            QStringLiteral("-c"),
             QStringLiteral("cat \"$2\"; while IFS= read -r l; do printf '%s\\n' \"$l\" >> \"$1\"; "
                            "done"),
-            QStringLiteral("sh"), m_out, document};
+            QStringLiteral("sh"),
+            m_out,
+            document};
         bool started = false;
         if (m_name == u"xterm") {
-            started = m_program.start(QStringLiteral("xterm"),
-                                      QStringList{QStringLiteral("-b"), QStringLiteral("2"),
-                                                  QStringLiteral("-geometry"),
-                                                  QStringLiteral("60x12+40+40"),
-                                                  QStringLiteral("-e")} +
-                                          command);
+            started = m_program.start(
+                QStringLiteral("xterm"),
+                QStringList{QStringLiteral("-b"), QStringLiteral("2"), QStringLiteral("-geometry"),
+                            QStringLiteral("60x12+40+40"), QStringLiteral("-e")} +
+                    command);
         } else {
             started = m_program.start(
                 QStringLiteral("xfce4-terminal"),
@@ -478,10 +480,9 @@ public:
                             QStringLiteral("--geometry=60x12+40+40"), QStringLiteral("-x")} +
                     command);
         }
-        m_window = started ? findWindow({QStringLiteral("--pid"),
-                                         QString::number(m_program.pid())},
-                                        20000)
-                           : 0;
+        m_window =
+            started ? findWindow({QStringLiteral("--pid"), QString::number(m_program.pid())}, 20000)
+                    : 0;
         if (m_window == 0) {
             return false;
         }
@@ -528,7 +529,8 @@ public:
         if (!file.open(QIODevice::ReadOnly)) {
             return std::nullopt;
         }
-        const QStringList lines = QString::fromUtf8(file.readAll()).split(u'\n', Qt::SkipEmptyParts);
+        const QStringList lines =
+            QString::fromUtf8(file.readAll()).split(u'\n', Qt::SkipEmptyParts);
         if (lines.isEmpty()) {
             return std::nullopt;
         }
@@ -573,19 +575,22 @@ public:
                               .arg(escaped(lines[i]));
         }
         // A red marker at the page's origin tells where the page is on screen.
-        const QString page = QStringLiteral(
-            "<!doctype html><html><head><meta charset=\"utf-8\"><title>Vellumo test page</title>"
-            "<style>body{margin:0} #o{position:absolute;left:0;top:0;width:6px;height:6px;"
-            "background:#ff0000} p{position:absolute;left:%1px;margin:0;font:20px 'DejaVu Sans "
-            "Mono',monospace;line-height:24px;white-space:pre}</style></head><body><div "
-            "id=\"o\"></div>%2</body></html>\n")
-                                 .arg(left)
-                                 .arg(paragraphs);
+        const QString page =
+            QStringLiteral(
+                "<!doctype html><html><head><meta charset=\"utf-8\"><title>Vellumo test "
+                "page</title>"
+                "<style>body{margin:0} #o{position:absolute;left:0;top:0;width:6px;height:6px;"
+                "background:#ff0000} p{position:absolute;left:%1px;margin:0;font:20px 'DejaVu Sans "
+                "Mono',monospace;line-height:24px;white-space:pre}</style></head><body><div "
+                "id=\"o\"></div>%2</body></html>\n")
+                .arg(left)
+                .arg(paragraphs);
         if (!writeFile(path, page) ||
             !m_program.start(QStringLiteral("chromium"), chromiumArguments(path))) {
             return false;
         }
-        m_window = findWindow({QStringLiteral("--name"), QStringLiteral("Vellumo test page")}, 30000);
+        m_window =
+            findWindow({QStringLiteral("--name"), QStringLiteral("Vellumo test page")}, 30000);
         if (m_window == 0 || !activate(m_window)) {
             return false;
         }
@@ -626,8 +631,8 @@ protected:
     // Monospaced at 20 pixels: 12 pixels a character.
     QRectF grid() const override
     {
-        return QRectF(m_origin.x() + left, m_origin.y() + rowTop - (rowHeight - 24) / 2.0,
-                      60 * 12, 12 * rowHeight);
+        return QRectF(m_origin.x() + left, m_origin.y() + rowTop - (rowHeight - 24) / 2.0, 60 * 12,
+                      12 * rowHeight);
     }
     QSize cells() const override { return {60, 12}; }
 
@@ -653,38 +658,38 @@ std::unique_ptr<Target> makeTarget(const QString &name)
     }
     if (name == u"designer") {
         // Qt's plain text edit answers the first line's place for every line.
-        return std::make_unique<DesignerPreview>(KeyboardTarget::Profile{
-            name,
-            QStringLiteral("/usr/lib/qt6/bin/designer"),
-            {homeDir() + QStringLiteral("/form.ui")},
-            {},
-            {QStringLiteral("--name"), QStringLiteral("Qt Designer")},
-            false});
+        return std::make_unique<DesignerPreview>(
+            KeyboardTarget::Profile{name,
+                                    QStringLiteral("/usr/lib/qt6/bin/designer"),
+                                    {homeDir() + QStringLiteral("/form.ui")},
+                                    {},
+                                    {QStringLiteral("--name"), QStringLiteral("Qt Designer")},
+                                    false});
     }
     if (name == u"libreoffice") {
-        return std::make_unique<LibreOffice>(KeyboardTarget::Profile{
-            name,
-            QStringLiteral("soffice"),
-            {QStringLiteral("--writer"), QStringLiteral("--norestore"),
-             QStringLiteral("-env:UserInstallation=file://") + homeDir() +
-                 QStringLiteral("/libreoffice-profile"),
-             homeDir() + QStringLiteral("/document.fodt")},
-            {},
-            {QStringLiteral("--name"), QStringLiteral("document.fodt")},
-            true,
-            60000,
-            true});
+        return std::make_unique<LibreOffice>(
+            KeyboardTarget::Profile{name,
+                                    QStringLiteral("soffice"),
+                                    {QStringLiteral("--writer"), QStringLiteral("--norestore"),
+                                     QStringLiteral("-env:UserInstallation=file://") + homeDir() +
+                                         QStringLiteral("/libreoffice-profile"),
+                                     homeDir() + QStringLiteral("/document.fodt")},
+                                    {},
+                                    {QStringLiteral("--name"), QStringLiteral("document.fodt")},
+                                    true,
+                                    60000,
+                                    true});
     }
     if (name == u"chromium-textarea" || name == u"chromium-contenteditable") {
         const QString page = homeDir() + QStringLiteral("/") + name + QStringLiteral(".html");
         return std::make_unique<ChromiumPage>(
             KeyboardTarget::Profile{name,
-                                 QStringLiteral("chromium"),
-                                 chromiumArguments(page),
-                                 {},
-                                 {QStringLiteral("--name"), QStringLiteral("Vellumo test page")},
-                                 true,
-                                 30000},
+                                    QStringLiteral("chromium"),
+                                    chromiumArguments(page),
+                                    {},
+                                    {QStringLiteral("--name"), QStringLiteral("Vellumo test page")},
+                                    true,
+                                    30000},
             name == u"chromium-textarea" ? ChromiumPage::Field::TextArea
                                          : ChromiumPage::Field::ContentEditable);
     }

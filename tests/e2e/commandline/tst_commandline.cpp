@@ -17,6 +17,8 @@
 
 namespace {
 
+using TestSupport::secretTool;
+
 struct Run {
     int exitCode = -1;
     QByteArray out;
@@ -28,16 +30,6 @@ struct Run {
 QVariant storedSetting(const QString &key)
 {
     return QSettings(DefaultsStore::standard().filePath(), QSettings::IniFormat).value(key);
-}
-
-QByteArray secretTool(const QStringList &arguments, const QByteArray &input = {})
-{
-    QProcess process;
-    process.start(QStringLiteral("secret-tool"), arguments);
-    process.write(input);
-    process.closeWriteChannel();
-    process.waitForFinished(10000);
-    return process.readAllStandardOutput();
 }
 
 // Runs "vellumo key set openai" on a pseudo-terminal, as typed by a person:

@@ -14,20 +14,11 @@ using TestSupport::captureStderr;
 
 namespace {
 
+using TestSupport::secretTool;
+
 KeychainService &keys()
 {
     return KeychainService::shared();
-}
-
-// secret-tool as a user would run it; its standard output.
-QByteArray secretTool(const QStringList &arguments, const QByteArray &input = {})
-{
-    QProcess process;
-    process.start(QStringLiteral("secret-tool"), arguments);
-    process.write(input);
-    process.closeWriteChannel();
-    process.waitForFinished(10000);
-    return process.readAllStandardOutput();
 }
 
 QByteArray lookup(AIVendor vendor)

@@ -93,7 +93,48 @@ Pasteboard &Pasteboard::general()
 Pasteboard::Pasteboard() : QObject(QGuiApplication::instance())
 {
     m_clipboard = QGuiApplication::clipboard();
-    connect(m_clipboard, &QClipboard::dataChanged, this, [this] { ++m_changeCount; });
+    connect(m_clipboard, &QClipboard::dataChanged, this, &Pasteboard::changed);
+    m_lateCopyWindow.setSingleShot(true);
+    connect(&m_lateCopyWindow, &QTimer::timeout, this, &Pasteboard::discardSnapshot);
+}
+
+void Pasteboard::changed()
+{
+    ++m_changeCount;
+    if (!m_lateCopyWindow.isActive() || m_clipboard->ownsClipboard()) {
+        return;
+    }
+    m_lateCopyWindow.stop();
+    const qint64 copier = m_lateCopier;
+    const quint64 count = m_changeCount;
+    AccessibilityThread::instance()
+        .run([] { return X11Windows::selectionOwnerProcessId(X11Windows::Selection::Clipboard); })
+        .then(this, [this, copier, count](qint64 owner) {
+            // Someone else's copy, or a newer change: the clipboard is theirs.
+            if (owner != copier || count != m_changeCount) {
+                discardSnapshot();
+                return;
+            }
+            qCInfo(lcCapture).noquote()
+                << "The application copied after the wait; the clipboard is put back";
+            restorePasteboardContents();
+        });
+}
+
+void Pasteboard::discardSnapshot()
+{
+    m_lateCopyWindow.stop();
+    m_snapshot.reset();
+}
+
+void Pasteboard::restoreAfterLateCopy(qint64 copierProcessId, int withinMs)
+{
+    if (!m_snapshot || copierProcessId <= 0) {
+        discardSnapshot();
+        return;
+    }
+    m_lateCopier = copierProcessId;
+    m_lateCopyWindow.start(withinMs);
 }
 
 QMimeData *Pasteboard::mimeDataFor(const Snapshot &snapshot)
@@ -107,6 +148,9 @@ QMimeData *Pasteboard::mimeDataFor(const Snapshot &snapshot)
 
 QFuture<bool> Pasteboard::savePasteboardContents()
 {
+    if (m_lateCopyWindow.isActive()) {
+        discardSnapshot(); // a new capture: the last one's wait is over
+    }
     return AccessibilityThread::instance().run(&readSnapshot).then(
         this, [this](const std::optional<Snapshot> &snapshot) {
             if (!snapshot) {
@@ -122,6 +166,7 @@ QFuture<bool> Pasteboard::savePasteboardContents()
 
 void Pasteboard::restorePasteboardContents()
 {
+    m_lateCopyWindow.stop();
     if (!m_snapshot) {
         return;
     }

@@ -4,6 +4,7 @@
 #include <QFuture>
 #include <QList>
 #include <QObject>
+#include <QTimer>
 #include <optional>
 #include <utility>
 
@@ -32,7 +33,12 @@ public:
     void restorePasteboardContents();
     // Empties the slot without putting anything back (nothing was copied over
     // the user's clipboard, which stays with its own owner).
-    void discardSnapshot() { m_snapshot.reset(); }
+    void discardSnapshot();
+    // Nothing was copied in time, but the application that was asked to copy
+    // (process copierProcessId) may still do so: it carries out a press from
+    // its own event loop. A copy of its own within withinMs gets the snapshot
+    // put back over it; after that the snapshot is dropped.
+    void restoreAfterLateCopy(qint64 copierProcessId, int withinMs);
     bool hasSnapshot() const { return m_snapshot.has_value(); }
 
     // The plain text on the clipboard, or nothing when it holds no text.
@@ -50,7 +56,11 @@ public:
 
 private:
     Pasteboard();
+    void changed();
+
     QClipboard *m_clipboard = nullptr;
     quint64 m_changeCount = 0;
     std::optional<Snapshot> m_snapshot;
+    QTimer m_lateCopyWindow;
+    qint64 m_lateCopier = 0;
 };

@@ -197,8 +197,10 @@ TextReadResult readByAXUI()
 // Polls the change counter on the main thread's event loop; never blocks it.
 class PasteboardPoll : public QObject {
 public:
-    PasteboardPoll(quint64 baseline, std::shared_ptr<QPromise<std::optional<QString>>> promise)
-        : QObject(mainContext()), m_baseline(baseline), m_promise(std::move(promise))
+    PasteboardPoll(quint64 baseline, qint64 copierProcessId,
+                   std::shared_ptr<QPromise<std::optional<QString>>> promise)
+        : QObject(mainContext()), m_baseline(baseline), m_copier(copierProcessId),
+          m_promise(std::move(promise))
     {
         m_clock.start();
         m_timer.setInterval(pollIntervalMs);
@@ -242,8 +244,9 @@ private:
         if (pasteboard.changeCount() != m_baseline) {
             pasteboard.restorePasteboardContents();
         } else {
-            // Nothing was copied: the user's clipboard stays with its owner.
-            pasteboard.discardSnapshot();
+            // Nothing was copied in time: the user's clipboard stays with its
+            // owner, and is put back should the application copy after all.
+            pasteboard.restoreAfterLateCopy(m_copier, lateCopyWindowMs);
         }
         m_promise->addResult(std::move(result));
         m_promise->finish();
@@ -251,6 +254,7 @@ private:
     }
 
     quint64 m_baseline;
+    qint64 m_copier;
     std::shared_ptr<QPromise<std::optional<QString>>> m_promise;
     QElapsedTimer m_clock;
     QTimer m_timer;
@@ -264,14 +268,19 @@ QFuture<std::optional<QString>> copyMenuStep()
     auto promise = std::make_shared<QPromise<std::optional<QString>>>();
     promise->start();
     AccessibilityThread::instance()
-        .run(&CopyMenuItem::findEnabledCopyItem)
-        .then(mainContext(), [promise](const UIElement &item) {
+        .run([] {
+            const UIElement item = CopyMenuItem::findEnabledCopyItem();
+            const qint64 processId = item.isNull() ? 0 : item.processId().value.value_or(0);
+            return std::pair{item, processId};
+        })
+        .then(mainContext(), [promise](const std::pair<UIElement, qint64> &found) {
+            const auto &[item, processId] = found;
             if (item.isNull()) {
                 promise->addResult(std::nullopt);
                 promise->finish();
                 return;
             }
-            getNextPasteboardContent(pressTrigger(item))
+            getNextPasteboardContent(pressTrigger(item), processId)
                 .then(mainContext(), [promise](const std::optional<QString> &text) {
                     AccessibilityThread::instance()
                         .run([] { return CopyMenuItem::leaveMenuMode(); })
@@ -453,7 +462,7 @@ std::function<QFuture<AXError>()> pressTrigger(const UIElement &item)
 }
 
 QFuture<std::optional<QString>>
-getNextPasteboardContent(const std::function<QFuture<AXError>()> &trigger)
+getNextPasteboardContent(const std::function<QFuture<AXError>()> &trigger, qint64 copierProcessId)
 {
     qCInfo(lcCapture).noquote() << "Getting next pasteboard content";
     auto promise = std::make_shared<QPromise<std::optional<QString>>>();
@@ -466,14 +475,15 @@ getNextPasteboardContent(const std::function<QFuture<AXError>()> &trigger)
     // snapshot taken after the target's copy would put the copied text back
     // instead of the user's contents.
     Pasteboard::general().savePasteboardContents().then(
-        mainContext(), [trigger, answer, promise](bool saved) {
+        mainContext(), [trigger, answer, promise, copierProcessId](bool saved) {
             if (!saved) {
                 // Whatever the owner holds could not be put back after a copy.
                 return answer(std::nullopt);
             }
             const quint64 baseline = Pasteboard::general().changeCount();
             qCInfo(lcCapture).noquote() << "Executing trigger action";
-            trigger().then(mainContext(), [promise, answer, baseline](AXError error) {
+            trigger().then(mainContext(), [promise, answer, baseline,
+                                           copierProcessId](AXError error) {
                 if (error != AXError::Success) {
                     qCCritical(lcCapture).noquote()
                         << "Failed to execute trigger action: " + axErrorText(error);
@@ -485,7 +495,8 @@ getNextPasteboardContent(const std::function<QFuture<AXError>()> &trigger)
                     }
                     return answer(std::nullopt);
                 }
-                new PasteboardPoll(baseline, promise); // owned by the application, deletes itself
+                // Owned by the application; deletes itself.
+                new PasteboardPoll(baseline, copierProcessId, promise);
             });
         });
     return promise->future();

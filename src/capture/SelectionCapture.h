@@ -59,12 +59,14 @@ QFuture<PrimaryReadResult> getSelectedTextByPrimary(qint64 activeProcessId);
 QFuture<std::optional<QString>> getSelectedTextByMenuBarActionCopy();
 
 // Runs trigger (which answers AXError::Success when it did its part), then
-// polls the clipboard every 5 ms for at most 0.1 s for new plain text, with
-// the user's clipboard contents snapshotted before and put back after. When
-// the clipboard's owner does not answer, nothing is triggered (its contents
-// could not be put back) and the answer is nothing.
+// polls the clipboard every 5 ms for at most pollTimeoutMs for new plain
+// text, with the user's clipboard contents snapshotted before and put back
+// after, also when the copier (a process id, 0 when unknown) copies only
+// after the wait. When the clipboard's owner does not answer, nothing is
+// triggered (its contents could not be put back) and the answer is nothing.
 QFuture<std::optional<QString>>
-getNextPasteboardContent(const std::function<QFuture<AXError>()> &trigger);
+getNextPasteboardContent(const std::function<QFuture<AXError>()> &trigger,
+                         qint64 copierProcessId = 0);
 
 // The trigger that presses a menu item through its Action.
 std::function<QFuture<AXError>()> pressTrigger(const UIElement &item);
@@ -82,7 +84,16 @@ bool hasReportedLength(const QString &text, int length);
 QString withoutPlaceholders(QString text);
 
 constexpr int pollIntervalMs = 5;
-constexpr int pollTimeoutMs = 100;
+// A press through accessibility returns before the application carries it
+// out: GTK runs a menu item's action from its idle queue, and LibreOffice
+// posts the command once more before it copies (40 to 60 ms after the press
+// on an idle machine, 90 to 200 ms on a busy one). The wait ends at the first
+// change; its whole length is only spent when nothing is copied, and keeps
+// the capture that finds no text within half a second.
+constexpr int pollTimeoutMs = 400;
+// How long after the wait a copy of the pressed application is still taken
+// for the late answer to the press, and undone.
+constexpr int lateCopyWindowMs = 2000;
 // The longest selection taken (characters); longer ones give no text.
 constexpr int maxSelectionCharacters = 4 * 1024 * 1024;
 

@@ -106,6 +106,10 @@ private:
         } else if (name == u"fixture") {
             a = DesktopApps::start(QStringLiteral(COPY_FIXTURE),
                                    {QStringLiteral("fixture 🙂 copy")});
+        } else if (name.startsWith(u"fixture copying after ")) {
+            // "fixture copying after N ms"
+            a = DesktopApps::start(QStringLiteral(COPY_FIXTURE),
+                                   {QStringLiteral("late copy"), name.split(u' ').at(3)});
         } else {
             a = DesktopApps::start(name, {file});
         }
@@ -179,6 +183,42 @@ private Q_SLOTS:
         QVERIFY2(
             log.contains(QStringLiteral("Found enabled copy item in frontmost application menu")),
             qPrintable(log.join(u'\n')));
+        verifyUserClipboardBack();
+    }
+
+    // An application carries out the press from its own event loop, some
+    // time after the call returned: a copy that takes its time is waited for.
+    void waitsForACopyThatTakesItsTime()
+    {
+        DesktopApps::App &fixture = app(QStringLiteral("fixture copying after 200 ms"));
+        QVERIFY(DesktopApps::activate(fixture.window));
+        setUserClipboard();
+        takeLog();
+        const auto text = capture();
+        QVERIFY2(text.has_value(), qPrintable(takeLog().join(u'\n')));
+        QCOMPARE(*text, QStringLiteral("late copy"));
+        verifyUserClipboardBack();
+    }
+
+    // A copy that comes after the wait gave up never stays on the clipboard:
+    // the user's contents are put back over it.
+    void aCopyAfterTheWaitLeavesTheUserClipboard()
+    {
+        const int delayMs = SelectionCapture::pollTimeoutMs + 300;
+        DesktopApps::App &fixture =
+            app(QStringLiteral("fixture copying after %1 ms").arg(delayMs));
+        QVERIFY(DesktopApps::activate(fixture.window));
+        setUserClipboard();
+        Pasteboard &pasteboard = Pasteboard::general();
+        takeLog();
+        const auto text = capture();
+        QVERIFY2(!text.has_value(), qPrintable(*text));
+        // The late copy, then the user's contents back over it.
+        const quint64 afterCapture = pasteboard.changeCount();
+        QTRY_VERIFY_WITH_TIMEOUT(pasteboard.changeCount() >= afterCapture + 2, 3000);
+        QVERIFY2(takeLog().contains(QStringLiteral(
+                     "The application copied after the wait; the clipboard is put back")),
+                 "no late copy seen");
         verifyUserClipboardBack();
     }
 

@@ -3,6 +3,7 @@
 #include "AICommand.h"
 #include "CommandStore.h"
 #include "DefaultsStore.h"
+#include "Settings.h"
 
 #include <QCoreApplication>
 #include <QElapsedTimer>
@@ -73,8 +74,7 @@ int main(int argc, char *argv[])
                measure(
                    20, [] { (void)CommandStore::availableCommands(QString()); },
                    [&] {
-                       DefaultsStore::standard().setData(QStringLiteral("prompts"),
-                                                         encoded + QByteArray(++variant % 7, ' '));
+                       Settings::standard().setPrompts(encoded + QByteArray(++variant % 7, ' '));
                    }));
     }
     return 0;

@@ -11,9 +11,9 @@
 //   bench_loop [PRESSES]     (500 by default)
 #include "AIVendor.h"
 #include "AppHarness.h"
-#include "DefaultsStore.h"
 #include "FakeProvider.h"
 #include "KeychainService.h"
+#include "Settings.h"
 #include "VendorConfig.h"
 
 #include <QDir>
@@ -294,8 +294,8 @@ int main(int argc, char **argv)
     }
     VendorConfig config = AIVendors::defaultConfig(AIVendor::openai);
     config.apiHost = fake.host();
-    DefaultsStore::standard().setData(VendorConfig::storageKey(AIVendor::openai), config.encode());
-    DefaultsStore::standard().setBoolean(QStringLiteral("onboarding_completed"), true);
+    Settings::standard().setVendorConfig(AIVendors::rawValue(AIVendor::openai), config.encode());
+    Settings::standard().setOnboardingCompleted(true);
     KeychainService::shared().storeAPIKey(QStringLiteral("sk-bench"), AIVendor::openai);
 
     auto editor = makeTarget(QStringLiteral("mousepad"));

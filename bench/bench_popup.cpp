@@ -9,7 +9,6 @@
 #include "BaseInstructionsService.h"
 #include "CommandStore.h"
 #include "ContentView.h"
-#include "DefaultsStore.h"
 #include "KeychainService.h"
 #include "SearchField.h"
 #include "VendorConfig.h"

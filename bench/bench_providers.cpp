@@ -4,7 +4,6 @@
 // The network part is loopback, so the figures are our overhead, not a
 // provider's. Prints the median and 90th percentile of each case.
 #include "AIVendorFactory.h"
-#include "DefaultsStore.h"
 #include "FakeProvider.h"
 #include "KeychainService.h"
 #include "OpenAIAPIClient.h"

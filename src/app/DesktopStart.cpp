@@ -2,10 +2,10 @@
 
 #include "AIVendor.h"
 #include "Console.h"
-#include "DefaultsStore.h"
 #include "GlobalShortcuts.h"
 #include "KeychainService.h"
 #include "PopupManager.h"
+#include "Settings.h"
 #include "UIElement.h"
 
 #include <QApplication>
@@ -17,8 +17,6 @@
 namespace DesktopStart {
 
 namespace {
-
-const QString onboardingCompletedKey = QStringLiteral("onboarding_completed");
 
 int signalPipe[2] = {-1, -1};
 
@@ -53,13 +51,13 @@ void quitOnSignals(QApplication &app)
 QString startupLine()
 {
     const GlobalShortcuts::Name &name = GlobalShortcuts::Name::showPopup();
-    const QString settings = DefaultsStore::standard().filePath();
+    const QString settings = Settings::standard().filePath();
     const QString restoreDefault =
         QStringLiteral("To get the default (%1) back, remove the line \"%2\" from %3 and start "
                        "Vellumo again.")
             .arg(GlobalShortcuts::shortcutDescription(*name.defaultShortcut()), name.storeKey(),
                  settings);
-    const std::optional<QString> stored = DefaultsStore::standard().text(name.storeKey());
+    const std::optional<QString> stored = Settings::standard().shortcutEntryText(name.rawValue());
     const std::optional<GlobalShortcuts::Shortcut> shortcut = GlobalShortcuts::getShortcut(name);
     if (!shortcut) {
         if (stored && *stored != QLatin1String("false")) {
@@ -93,8 +91,7 @@ int exec(QApplication &app)
     QApplication::setQuitOnLastWindowClosed(false);
     quitOnSignals(app);
 
-    const bool onboarded =
-        DefaultsStore::standard().boolean(onboardingCompletedKey).value_or(false);
+    const bool onboarded = Settings::standard().onboardingCompleted();
     if (onboarded && isProcessTrusted(false)) {
         PopupManager::shared().setupGlobalShortcut();
         Console::printLine(startupLine());
@@ -127,7 +124,7 @@ int exec(QApplication &app)
                            "which reads the key from standard input, then start Vellumo again."));
         return 1;
     }
-    DefaultsStore::standard().setBoolean(onboardingCompletedKey, true);
+    Settings::standard().setOnboardingCompleted(true);
     PopupManager::shared().setupGlobalShortcut();
     Console::printLine(startupLine());
     return app.exec();

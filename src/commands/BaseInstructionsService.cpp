@@ -1,6 +1,6 @@
 #include "BaseInstructionsService.h"
 
-#include "DefaultsStore.h"
+#include "Settings.h"
 
 const QString BaseInstructionsService::defaultBaseInstructions = QStringLiteral(
     "You are a helpful AI assistant that processes text selections. Please follow these "
@@ -11,8 +11,6 @@ const QString BaseInstructionsService::defaultBaseInstructions = QStringLiteral(
     "- If the request is unclear, ask for clarification\n"
     "- Focus on the specific task requested without adding unnecessary information\n"
     "- Preserve formatting when appropriate");
-
-const QString BaseInstructionsService::userDefaultsKey = QStringLiteral("base_ai_instructions");
 
 BaseInstructionsService &BaseInstructionsService::shared()
 {
@@ -36,11 +34,11 @@ void BaseInstructionsService::setBaseInstructions(const QString &text)
 
 void BaseInstructionsService::loadBaseInstructions()
 {
-    DefaultsStore &store = DefaultsStore::standard();
-    const std::optional<QString> stored = store.text(userDefaultsKey);
+    Settings &settings = Settings::standard();
+    const std::optional<QString> stored = settings.baseInstructions();
     if (!stored) {
         setBaseInstructions(defaultBaseInstructions);
-        store.setText(userDefaultsKey, defaultBaseInstructions);
+        settings.setBaseInstructions(defaultBaseInstructions);
         return;
     }
     setBaseInstructions(*stored);
@@ -48,7 +46,7 @@ void BaseInstructionsService::loadBaseInstructions()
 
 void BaseInstructionsService::saveBaseInstructions()
 {
-    DefaultsStore::standard().setText(userDefaultsKey, m_baseInstructions);
+    Settings::standard().setBaseInstructions(m_baseInstructions);
 }
 
 QString BaseInstructionsService::composePrompt(const QString &prompt) const

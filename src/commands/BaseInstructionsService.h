@@ -13,7 +13,6 @@ class BaseInstructionsService : public QObject {
 
 public:
     static const QString defaultBaseInstructions;
-    static const QString userDefaultsKey;
 
     static BaseInstructionsService &shared();
 

@@ -1,6 +1,6 @@
 #include "CommandStore.h"
 
-#include "DefaultsStore.h"
+#include "Settings.h"
 
 #include <QMutex>
 #include <QSet>
@@ -51,8 +51,7 @@ const QList<AICommand> &defaultCommands()
 
 QList<AICommand> loadStoredCommands()
 {
-    const std::optional<QByteArray> stored =
-        DefaultsStore::standard().data(QLatin1String(promptsKey));
+    const std::optional<QByteArray> stored = Settings::standard().prompts();
     if (!stored) {
         return {};
     }
@@ -72,7 +71,7 @@ QList<AICommand> loadStoredCommands()
 
 void saveStoredCommands(const QList<AICommand> &commands)
 {
-    DefaultsStore::standard().setData(QLatin1String(promptsKey), AICommand::encodeList(commands));
+    Settings::standard().setPrompts(AICommand::encodeList(commands));
 }
 
 void addDefaultCommands()

@@ -5,14 +5,11 @@
 #include <QList>
 #include <QString>
 
-// The user's command list, kept in the defaults store under "prompts", and
+// The user's command list, kept in the settings (Settings::prompts), and
 // the eight built-in commands. Nothing is cached: every operation reads the
 // store afresh, so an edit in the settings shows in the next popup. No
 // operation reports a failure; an unreadable list behaves as an empty one.
 namespace CommandStore {
-
-inline constexpr char promptsKey[] = "prompts";
-inline constexpr char hasSeededDefaultPromptsKey[] = "has_seeded_default_prompts";
 
 // The built-in commands in their fixed order. Built once per process, each
 // with a fresh id.

@@ -4,8 +4,6 @@
 
 #include <QJsonDocument>
 
-const QString VendorConfig::defaultVendorKey = QStringLiteral("default_vendor");
-
 QString VendorConfig::apiKey() const
 {
     return KeychainService::shared().retrieveAPIKey(vendor).value_or(QString());
@@ -80,9 +78,4 @@ std::optional<VendorConfig> VendorConfig::decode(const QByteArray &json)
         return std::nullopt;
     }
     return fromJson(document.object());
-}
-
-QString VendorConfig::storageKey(AIVendor vendor)
-{
-    return QStringLiteral("vendor_config_") + AIVendors::rawValue(vendor);
 }

@@ -42,8 +42,4 @@ struct VendorConfig {
     // All four keys required as strings; "vendor" must be a raw value.
     static std::optional<VendorConfig> fromJson(const QJsonObject &object);
     static std::optional<VendorConfig> decode(const QByteArray &json);
-
-    // "vendor_config_" + raw value.
-    static QString storageKey(AIVendor vendor);
-    static const QString defaultVendorKey; // "default_vendor"
 };

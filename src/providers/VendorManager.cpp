@@ -3,10 +3,10 @@
 #include "AIVendorFactory.h"
 #include "APIError.h"
 #include "BaseInstructionsService.h"
-#include "DefaultsStore.h"
 #include "KeychainService.h"
 #include "ModelLists.h"
 #include "ProviderRequest.h"
+#include "Settings.h"
 
 #include <QPointer>
 #include <QPromise>
@@ -28,16 +28,16 @@ VendorManager::VendorManager(QObject *parent) : QObject(parent)
 
 void VendorManager::loadConfigurations()
 {
-    DefaultsStore &store = DefaultsStore::standard();
+    const Settings &settings = Settings::standard();
     for (AIVendor vendor : AIVendors::allCases()) {
-        const std::optional<QByteArray> data = store.data(VendorConfig::storageKey(vendor));
+        const std::optional<QByteArray> data = settings.vendorConfig(AIVendors::rawValue(vendor));
         std::optional<VendorConfig> config = data ? VendorConfig::decode(*data) : std::nullopt;
         // Keyed by the slot even when the record names another provider.
         m_configurations.insert(vendor, config.value_or(AIVendors::defaultConfig(vendor)));
     }
     Q_EMIT configurationsChanged();
 
-    const std::optional<QString> stored = store.text(VendorConfig::defaultVendorKey);
+    const std::optional<QString> stored = settings.defaultVendor();
     const std::optional<AIVendor> vendor = stored ? AIVendors::fromRawValue(*stored) : std::nullopt;
     if (vendor != m_defaultVendor) {
         m_defaultVendor = vendor;
@@ -81,12 +81,8 @@ void VendorManager::ensureValidDefaultVendor()
 
 void VendorManager::saveDefaultVendor()
 {
-    DefaultsStore &store = DefaultsStore::standard();
-    if (m_defaultVendor) {
-        store.setText(VendorConfig::defaultVendorKey, AIVendors::rawValue(*m_defaultVendor));
-    } else {
-        store.remove(VendorConfig::defaultVendorKey);
-    }
+    Settings::standard().setDefaultVendor(
+        m_defaultVendor ? std::optional(AIVendors::rawValue(*m_defaultVendor)) : std::nullopt);
 }
 
 VendorConfig VendorManager::configuration(AIVendor vendor)
@@ -152,7 +148,7 @@ void VendorManager::setValidationState(AIVendor vendor, const ValidationState &s
 
 void VendorManager::saveConfiguration(const VendorConfig &config)
 {
-    DefaultsStore::standard().setData(VendorConfig::storageKey(config.vendor), config.encode());
+    Settings::standard().setVendorConfig(AIVendors::rawValue(config.vendor), config.encode());
 }
 
 QFuture<void> VendorManager::validateVendor(const VendorConfig &config)

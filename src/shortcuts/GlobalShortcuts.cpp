@@ -1,8 +1,8 @@
 #include "GlobalShortcuts.h"
 
-#include "DefaultsStore.h"
 #include "HotKeyLayer.h"
 #include "KeyTable.h"
+#include "Settings.h"
 
 #include <QHashFunctions>
 #include <QJsonDocument>
@@ -137,9 +137,9 @@ Name::Name(const QString &rawValue, std::optional<Shortcut> defaultShortcut)
     // Only the stored value is written here: the hot key itself is grabbed
     // when a handler is added, so a process that merely names a shortcut
     // (the command line, the settings) never takes the key from the desktop.
-    DefaultsStore &store = DefaultsStore::standard();
-    if (m_defaultShortcut && !store.contains(storeKey())) {
-        store.setText(storeKey(), QString::fromUtf8(m_defaultShortcut->toJson()));
+    Settings &settings = Settings::standard();
+    if (m_defaultShortcut && !settings.hasShortcutEntry(m_rawValue)) {
+        settings.setShortcutJson(m_rawValue, QString::fromUtf8(m_defaultShortcut->toJson()));
     }
 }
 
@@ -152,7 +152,7 @@ const Name &Name::showPopup()
 
 QString Name::storeKey() const
 {
-    return storeKeyPrefix + m_rawValue;
+    return Settings::shortcutKey(m_rawValue);
 }
 
 Notifier *notifier()
@@ -163,7 +163,7 @@ Notifier *notifier()
 
 std::optional<Shortcut> getShortcut(const Name &name)
 {
-    const std::optional<QString> stored = DefaultsStore::standard().text(name.storeKey());
+    const std::optional<QString> stored = Settings::standard().shortcutJson(name.rawValue());
     if (!stored) {
         return std::nullopt;
     }
@@ -172,7 +172,7 @@ std::optional<Shortcut> getShortcut(const Name &name)
 
 void setShortcut(const std::optional<Shortcut> &shortcut, const Name &name)
 {
-    DefaultsStore &store = DefaultsStore::standard();
+    Settings &settings = Settings::standard();
     const std::optional<Shortcut> old = getShortcut(name);
     if (!shortcut) {
         if (!old) {
@@ -180,9 +180,9 @@ void setShortcut(const std::optional<Shortcut> &shortcut, const Name &name)
         }
         // False keeps the default from coming back at the next start.
         if (name.defaultShortcut()) {
-            store.setBoolean(name.storeKey(), false);
+            settings.setShortcutRemoved(name.rawValue());
         } else {
-            store.remove(name.storeKey());
+            settings.removeShortcutEntry(name.rawValue());
         }
         unregisterShortcut(*old);
         Q_EMIT notifier()->shortcutByNameDidChange(name);
@@ -194,7 +194,7 @@ void setShortcut(const std::optional<Shortcut> &shortcut, const Name &name)
         unregisterShortcut(*old);
     }
     registerShortcut(*shortcut);
-    store.setText(name.storeKey(), json);
+    settings.setShortcutJson(name.rawValue(), json);
     Q_EMIT notifier()->shortcutByNameDidChange(name);
 }
 

@@ -52,7 +52,7 @@ public:
 
     const QString &rawValue() const { return m_rawValue; }
     const std::optional<Shortcut> &defaultShortcut() const { return m_defaultShortcut; }
-    // "GlobalShortcuts_" + the raw value.
+    // Where the settings keep its shortcut ("GlobalShortcuts_" + the raw value).
     QString storeKey() const;
 
     friend bool operator==(const Name &a, const Name &b) { return a.m_rawValue == b.m_rawValue; }
@@ -64,7 +64,6 @@ private:
 
 enum class EventType { keyDown, keyUp };
 
-inline const QString storeKeyPrefix = QStringLiteral("GlobalShortcuts_");
 inline const QString shortcutByNameDidChangeNotification =
     QStringLiteral("GlobalShortcuts_shortcutByNameDidChange");
 

@@ -5,9 +5,9 @@
 // Vellumo's output. Built once for each application (TARGET_NAME).
 #include "AIVendor.h"
 #include "AppHarness.h"
-#include "DefaultsStore.h"
 #include "FakeProvider.h"
 #include "KeychainService.h"
+#include "Settings.h"
 #include "TestSupport.h"
 #include "VendorConfig.h"
 
@@ -111,9 +111,9 @@ private Q_SLOTS:
         QVERIFY2(m_fake.start(), qPrintable(m_fake.errorString()));
         VendorConfig config = AIVendors::defaultConfig(AIVendor::openai);
         config.apiHost = m_fake.host();
-        DefaultsStore::standard().setData(VendorConfig::storageKey(AIVendor::openai),
-                                          config.encode());
-        DefaultsStore::standard().setBoolean(QStringLiteral("onboarding_completed"), true);
+        Settings::standard().setVendorConfig(AIVendors::rawValue(AIVendor::openai),
+                                             config.encode());
+        Settings::standard().setOnboardingCompleted(true);
         QVERIFY(KeychainService::shared().storeAPIKey(QStringLiteral("sk-apps"), AIVendor::openai));
 
         m_target = makeTarget(QStringLiteral(TARGET_NAME));

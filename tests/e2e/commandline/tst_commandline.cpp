@@ -7,6 +7,7 @@
 #include "DefaultsStore.h"
 #include "FakeProvider.h"
 #include "KeychainService.h"
+#include "Settings.h"
 #include "TestSupport.h"
 #include "VendorConfig.h"
 
@@ -121,7 +122,7 @@ private:
     {
         VendorConfig config = AIVendors::defaultConfig(vendor);
         config.apiHost = host.isNull() ? m_fake.host() : host;
-        DefaultsStore::standard().setData(VendorConfig::storageKey(vendor), config.encode());
+        Settings::standard().setVendorConfig(AIVendors::rawValue(vendor), config.encode());
     }
 
     QString sentPrompt(int index = 0)
@@ -260,7 +261,7 @@ private Q_SLOTS:
     {
         useFakeProvider(AIVendor::gemini);
         QVERIFY(KeychainService::shared().storeAPIKey(QStringLiteral("AIza"), AIVendor::gemini));
-        DefaultsStore::standard().setText(BaseInstructionsService::userDefaultsKey, QString());
+        DefaultsStore::standard().setText(Settings::baseInstructionsKey, QString());
         // A stored command with a default's title takes its place.
         CommandStore::saveStoredCommands(
             {AICommand(translate, QStringLiteral("Auf Deutsch, bitte: {text} ({text})"))});
@@ -335,7 +336,7 @@ private Q_SLOTS:
         useFakeProvider(AIVendor::gemini);
         QVERIFY(KeychainService::shared().storeAPIKey(QStringLiteral("sk-o"), AIVendor::openai));
         QVERIFY(KeychainService::shared().storeAPIKey(QStringLiteral("AIza-g"), AIVendor::gemini));
-        DefaultsStore::standard().setText(VendorConfig::defaultVendorKey, QStringLiteral("gemini"));
+        DefaultsStore::standard().setText(Settings::defaultVendorKey, QStringLiteral("gemini"));
         QVERIFY(TestSupport::lockKeyring());
         const Run run = vellumo({"run", translate}, "Guten Tag");
         const Run models = vellumo({"models", "openai"});
@@ -358,7 +359,7 @@ private Q_SLOTS:
         QVERIFY2(run.milliseconds < 1000, qPrintable(QString::number(run.milliseconds)));
         qInfo("run failed after %lld ms with a locked keyring", run.milliseconds);
         QVERIFY(m_fake.requests().isEmpty());
-        QCOMPARE(storedSetting(VendorConfig::defaultVendorKey).toString(), u"gemini"_qs);
+        QCOMPARE(storedSetting(Settings::defaultVendorKey).toString(), u"gemini"_qs);
 
         QCOMPARE(KeychainService::shared().retrieveAPIKey(AIVendor::openai),
                  std::optional(u"sk-o"_qs));

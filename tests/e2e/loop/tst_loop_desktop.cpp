@@ -7,6 +7,7 @@
 #include "FakeProvider.h"
 #include "GlobalShortcuts.h"
 #include "KeychainService.h"
+#include "Settings.h"
 #include "TestSupport.h"
 #include "VendorConfig.h"
 
@@ -141,9 +142,9 @@ private Q_SLOTS:
         QVERIFY2(m_fake.start(), qPrintable(m_fake.errorString()));
         VendorConfig config = AIVendors::defaultConfig(AIVendor::openai);
         config.apiHost = m_fake.host();
-        DefaultsStore::standard().setData(VendorConfig::storageKey(AIVendor::openai),
-                                          config.encode());
-        DefaultsStore::standard().setBoolean(QStringLiteral("onboarding_completed"), true);
+        Settings::standard().setVendorConfig(AIVendors::rawValue(AIVendor::openai),
+                                             config.encode());
+        Settings::standard().setOnboardingCompleted(true);
         QVERIFY(KeychainService::shared().storeAPIKey(QStringLiteral("sk-loop"), AIVendor::openai));
         QVERIFY(m_vellumo.start());
     }

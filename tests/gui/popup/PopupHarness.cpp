@@ -4,6 +4,7 @@
 #include "ContentView.h"
 #include "DefaultsStore.h"
 #include "KeychainService.h"
+#include "Settings.h"
 #include "VendorConfig.h"
 #include "VendorManager.h"
 
@@ -68,7 +69,7 @@ VendorManager &ProviderSetup::configure(AIVendor vendor, const QString &key, con
 VendorManager &ProviderSetup::configureNone()
 {
     removeAllKeys();
-    DefaultsStore::standard().remove(VendorConfig::defaultVendorKey);
+    DefaultsStore::standard().remove(Settings::defaultVendorKey);
     m_vendors = std::make_unique<VendorManager>();
     return *m_vendors;
 }

@@ -1,5 +1,6 @@
 #include "BaseInstructionsService.h"
 #include "DefaultsStore.h"
+#include "Settings.h"
 #include "TestSupport.h"
 
 #include <QSignalSpy>
@@ -9,7 +10,7 @@ namespace {
 
 const QString &key()
 {
-    return BaseInstructionsService::userDefaultsKey;
+    return Settings::baseInstructionsKey;
 }
 
 } // namespace

@@ -1,6 +1,7 @@
 #include "AICommand.h"
 #include "CommandStore.h"
 #include "DefaultsStore.h"
+#include "Settings.h"
 #include "TestSupport.h"
 
 #include <QJsonArray>
@@ -34,12 +35,12 @@ DefaultsStore &store()
 
 void storeRaw(const QByteArray &bytes)
 {
-    store().setData(QLatin1String(promptsKey), bytes);
+    store().setData(Settings::promptsKey, bytes);
 }
 
 QByteArray storedRaw()
 {
-    return store().data(QLatin1String(promptsKey)).value_or(QByteArray());
+    return store().data(Settings::promptsKey).value_or(QByteArray());
 }
 
 } // namespace
@@ -96,7 +97,7 @@ private Q_SLOTS:
     {
         QVERIFY(loadStoredCommands().isEmpty());
         QCOMPARE(titles(availableCommands(QString())), defaultTitles());
-        QVERIFY(!store().contains(QLatin1String(promptsKey)));
+        QVERIFY(!store().contains(Settings::promptsKey));
     }
 
     void firstTitleWinsAndStoredCommandsComeFirst()

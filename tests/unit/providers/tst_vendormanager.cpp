@@ -6,6 +6,7 @@
 #include "DefaultsStore.h"
 #include "FakeProvider.h"
 #include "KeychainService.h"
+#include "Settings.h"
 #include "TestSupport.h"
 #include "VendorManager.h"
 
@@ -48,7 +49,8 @@ private:
     // manager built afterwards talks to the local provider.
     void storeFakeConfig(AIVendor vendor)
     {
-        store().setData(VendorConfig::storageKey(vendor), fakeConfig(vendor).encode());
+        store().setData(Settings::vendorConfigKey(AIVendors::rawValue(vendor)),
+                        fakeConfig(vendor).encode());
     }
 
 private Q_SLOTS:
@@ -78,11 +80,11 @@ private Q_SLOTS:
                      AIVendors::defaultConfig(vendor));
         }
         QCOMPARE(manager.defaultVendor(), std::nullopt);
-        QVERIFY(!store().contains(VendorConfig::defaultVendorKey));
+        QVERIFY(!store().contains(Settings::defaultVendorKey));
         QVERIFY(manager.validationStates().isEmpty());
         // Loading writes no configuration back.
         for (AIVendor vendor : AIVendors::allCases()) {
-            QVERIFY(!store().contains(VendorConfig::storageKey(vendor)));
+            QVERIFY(!store().contains(Settings::vendorConfigKey(AIVendors::rawValue(vendor))));
         }
     }
 
@@ -121,15 +123,15 @@ private Q_SLOTS:
             storeKey(vendorOf(raw), entry.contains(u'=') ? entry.section(u'=', 1) : testKey);
         }
         if (!stored.isNull()) {
-            store().setText(VendorConfig::defaultVendorKey, stored);
+            store().setText(Settings::defaultVendorKey, stored);
         }
         VendorManager manager;
         if (expected.isEmpty()) {
             QCOMPARE(manager.defaultVendor(), std::nullopt);
-            QVERIFY(!store().contains(VendorConfig::defaultVendorKey));
+            QVERIFY(!store().contains(Settings::defaultVendorKey));
         } else {
             QCOMPARE(manager.defaultVendor(), std::optional(vendorOf(expected)));
-            QCOMPARE(store().text(VendorConfig::defaultVendorKey), std::optional(expected));
+            QCOMPARE(store().text(Settings::defaultVendorKey), std::optional(expected));
         }
     }
 
@@ -139,7 +141,7 @@ private Q_SLOTS:
     {
         storeKey(AIVendor::openai);
         storeKey(AIVendor::gemini);
-        store().setText(VendorConfig::defaultVendorKey, QStringLiteral("gemini"));
+        store().setText(Settings::defaultVendorKey, QStringLiteral("gemini"));
         QVERIFY(TestSupport::lockKeyring());
         QVERIFY(!KeychainService::shared().refreshPresenceNow());
         {
@@ -151,7 +153,7 @@ private Q_SLOTS:
                      qPrintable(sent.otherFailure));
             QCOMPARE(m_fake.requests().size(), 0);
         }
-        QCOMPARE(store().text(VendorConfig::defaultVendorKey), std::optional(u"gemini"_qs));
+        QCOMPARE(store().text(Settings::defaultVendorKey), std::optional(u"gemini"_qs));
 
         QVERIFY(TestSupport::unlockKeyring());
         VendorManager afterwards;
@@ -163,30 +165,33 @@ private Q_SLOTS:
     void theRulesRunOnceTheKeyringAnswers()
     {
         storeKey(AIVendor::anthropic);
-        store().setText(VendorConfig::defaultVendorKey, QStringLiteral("openai"));
+        store().setText(Settings::defaultVendorKey, QStringLiteral("openai"));
         QVERIFY(TestSupport::lockKeyring());
         QVERIFY(!KeychainService::shared().refreshPresenceNow());
         VendorManager manager;
         QCOMPARE(manager.defaultVendor(), std::optional(AIVendor::openai));
-        QCOMPARE(store().text(VendorConfig::defaultVendorKey), std::optional(u"openai"_qs));
+        QCOMPARE(store().text(Settings::defaultVendorKey), std::optional(u"openai"_qs));
         QVERIFY(TestSupport::unlockKeyring());
         KeychainService::shared().refreshPresence();
         QTRY_COMPARE_WITH_TIMEOUT(manager.defaultVendor(), std::optional(AIVendor::anthropic),
                                   5000);
-        QCOMPARE(store().text(VendorConfig::defaultVendorKey), std::optional(u"anthropic"_qs));
+        QCOMPARE(store().text(Settings::defaultVendorKey), std::optional(u"anthropic"_qs));
     }
 
     void storedConfigurationsAreLoadedAsDecoded()
     {
         VendorConfig openai = AIVendors::defaultConfig(AIVendor::openai);
         openai.selectedModel = QStringLiteral("gpt-4.1");
-        store().setData(VendorConfig::storageKey(AIVendor::openai), openai.encode());
+        store().setData(Settings::vendorConfigKey(AIVendors::rawValue(AIVendor::openai)),
+                        openai.encode());
         const QByteArray garbage("{\"vendor\":\"anthropic\",\"selectedModel\":1}");
-        store().setData(VendorConfig::storageKey(AIVendor::anthropic), garbage);
+        store().setData(Settings::vendorConfigKey(AIVendors::rawValue(AIVendor::anthropic)),
+                        garbage);
         // A record in another provider's slot stays as it is, under the slot.
         VendorConfig misplaced = AIVendors::defaultConfig(AIVendor::openai);
         misplaced.apiHost = QStringLiteral("gateway.example");
-        store().setData(VendorConfig::storageKey(AIVendor::gemini), misplaced.encode());
+        store().setData(Settings::vendorConfigKey(AIVendors::rawValue(AIVendor::gemini)),
+                        misplaced.encode());
 
         VendorManager manager;
         QCOMPARE(manager.configuration(AIVendor::openai).selectedModel, QStringLiteral("gpt-4.1"));
@@ -196,7 +201,7 @@ private Q_SLOTS:
         QCOMPARE(gemini.vendor, AIVendor::openai);
         QCOMPARE(gemini.apiHost, QStringLiteral("gateway.example"));
         // The unreadable value is not replaced.
-        QCOMPARE(store().data(VendorConfig::storageKey(AIVendor::anthropic)),
+        QCOMPARE(store().data(Settings::vendorConfigKey(AIVendors::rawValue(AIVendor::anthropic))),
                  std::optional(garbage));
     }
 
@@ -223,9 +228,9 @@ private Q_SLOTS:
             QCOMPARE(manager.property("defaultVendor").value<std::optional<AIVendor>>(),
                      std::optional(AIVendor::gemini));
         }
-        QCOMPARE(store().text(VendorConfig::defaultVendorKey),
-                 std::optional(QStringLiteral("openai")));
-        QVERIFY(!store().contains(VendorConfig::storageKey(AIVendor::openai)));
+        QCOMPARE(store().text(Settings::defaultVendorKey), std::optional(QStringLiteral("openai")));
+        QVERIFY(
+            !store().contains(Settings::vendorConfigKey(AIVendors::rawValue(AIVendor::openai))));
 
         // Deleting the default provider's key changes nothing until the next start.
         VendorManager again;
@@ -254,7 +259,8 @@ private Q_SLOTS:
         QCOMPARE(seen, expected);
         QCOMPARE(manager.validationStates().value(AIVendor::anthropic),
                  ValidationState::invalid("HTTP error: 401"));
-        QVERIFY(!store().contains(VendorConfig::storageKey(AIVendor::anthropic)));
+        QVERIFY(
+            !store().contains(Settings::vendorConfigKey(AIVendors::rawValue(AIVendor::anthropic))));
     }
 
     void aSuccessfulValidationSavesTheRecordPassedIn()
@@ -280,7 +286,9 @@ private Q_SLOTS:
         QCOMPARE(manager.configuration(AIVendor::gemini),
                  AIVendors::defaultConfig(AIVendor::gemini));
         const auto saved = VendorConfig::decode(
-            store().data(VendorConfig::storageKey(AIVendor::gemini)).value_or(QByteArray()));
+            store()
+                .data(Settings::vendorConfigKey(AIVendors::rawValue(AIVendor::gemini)))
+                .value_or(QByteArray()));
         QVERIFY(saved);
         QCOMPARE(*saved, edited);
         VendorManager restarted;
@@ -294,8 +302,8 @@ private Q_SLOTS:
         VendorManager manager;
         awaitVoid(manager.validateVendor(fakeConfig(AIVendor::openai)));
         QCOMPARE(manager.validationStates().value(AIVendor::openai), ValidationState::valid());
-        QVERIFY(store().contains(VendorConfig::storageKey(AIVendor::openai)));
-        store().remove(VendorConfig::storageKey(AIVendor::openai));
+        QVERIFY(store().contains(Settings::vendorConfigKey(AIVendors::rawValue(AIVendor::openai))));
+        store().remove(Settings::vendorConfigKey(AIVendors::rawValue(AIVendor::openai)));
         QVERIFY(KeychainService::shared().storeAPIKey(QStringLiteral("   "), AIVendor::openai));
         QVERIFY(m_fake.clear());
 
@@ -304,7 +312,8 @@ private Q_SLOTS:
         QCOMPARE(manager.validationStates().value(AIVendor::openai),
                  ValidationState::notValidated());
         QVERIFY(m_fake.requests().isEmpty());
-        QVERIFY(!store().contains(VendorConfig::storageKey(AIVendor::openai)));
+        QVERIFY(
+            !store().contains(Settings::vendorConfigKey(AIVendors::rawValue(AIVendor::openai))));
     }
 
     void sendingWithoutAUsableProviderFailsLocally()
@@ -417,7 +426,7 @@ private Q_SLOTS:
             QCOMPARE(sent[0].headers.value("anthropic-version"), QStringLiteral("2023-06-01"));
         }
         // Fetching lists does not change what is stored.
-        QVERIFY(!store().contains(VendorConfig::storageKey(vendor)));
+        QVERIFY(!store().contains(Settings::vendorConfigKey(AIVendors::rawValue(vendor))));
     }
 
     void aFailedModelListLeavesTheBuiltInList_data()

@@ -8,8 +8,8 @@
 class QSettings;
 
 // The user's defaults store: typed values under string keys, kept in an INI
-// file under $XDG_CONFIG_HOME/vellumo/. Every stored preference of the
-// application goes through here, with the key names used across the code.
+// file under $XDG_CONFIG_HOME/vellumo/. The application reads and writes it
+// through Settings, which names every key; this layer only knows kinds.
 //
 // A value of the wrong kind reads as absent, never as a crash: a text where
 // data is expected is taken as its UTF-8 bytes, anything else is absent.

@@ -11,7 +11,6 @@
 #include <QCoreApplication>
 #include <QFile>
 #include <csignal>
-#include <cstdio>
 #include <optional>
 #include <termios.h>
 #include <unistd.h>
@@ -48,9 +47,7 @@ const char *const commandHelp =
 
 void writeOut(const QString &text)
 {
-    const QByteArray bytes = text.toUtf8();
-    std::fwrite(bytes.constData(), 1, size_t(bytes.size()), stdout);
-    std::fflush(stdout);
+    Console::printText(text);
 }
 
 void writeErr(const QString &line)

@@ -6,11 +6,15 @@ namespace Console {
 
 namespace {
 
-void write(std::FILE *stream, const QString &line)
+void write(std::FILE *stream, const QByteArray &bytes)
 {
-    const QByteArray bytes = line.toUtf8() + '\n';
     std::fwrite(bytes.constData(), 1, size_t(bytes.size()), stream);
     std::fflush(stream);
+}
+
+void write(std::FILE *stream, const QString &line)
+{
+    write(stream, line.toUtf8() + '\n');
 }
 
 bool verboseLines = false;
@@ -37,6 +41,11 @@ void printPrivateLine(const QString &line)
 void printLine(const QString &line)
 {
     write(stdout, line);
+}
+
+void printText(const QString &text)
+{
+    write(stdout, text.toUtf8());
 }
 
 void printError(const QString &line)

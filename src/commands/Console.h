@@ -7,6 +7,8 @@
 namespace Console {
 
 void printLine(const QString &line);
+// Text exactly as given, without a line end (an answer printed for a pipe).
+void printText(const QString &text);
 // A line that carries the user's text or an AI's answer: printed only when
 // the user asked for it (vellumo --verbose), because a desktop session keeps
 // standard output in its journal.

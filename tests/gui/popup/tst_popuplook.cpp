@@ -21,6 +21,7 @@
 #include <QLinearGradient>
 #include <QPainter>
 #include <QStyleFactory>
+#include <memory>
 #include <QtTest>
 
 namespace {
@@ -41,7 +42,8 @@ QPalette darkPalette()
 
 QPalette lightPalette()
 {
-    QPalette light = QStyleFactory::create("Fusion")->standardPalette();
+    const std::unique_ptr<QStyle> fusion(QStyleFactory::create("Fusion"));
+    QPalette light = fusion->standardPalette();
     light.setColor(QPalette::Highlight, QColor(0, 99, 225));
     light.setColor(QPalette::HighlightedText, Qt::white);
     return light;

@@ -3,13 +3,14 @@
 // xdotool, and the compositor test that chooses the panel's look.
 #include "CommandStore.h"
 #include "CommandsList.h"
-#include "Compositor.h"
 #include "ContentView.h"
 #include "DefaultsStore.h"
+#include "KeychainService.h"
 #include "PopupHarness.h"
 #include "SearchField.h"
 #include "TestSupport.h"
 #include "VendorManager.h"
+#include "X11PopupSupport.h"
 
 #include <QApplication>
 #include <QDir>
@@ -77,9 +78,11 @@ private Q_SLOTS:
 
     void compositorDecidesThePanel()
     {
+        const platform::x11::PopupSupport popups;
         // Openbox on Xvfb does not composite.
-        QVERIFY(!Compositor::isRunning());
-        ContentView plain(QStringLiteral("Hi"), m_setup.vendors());
+        QVERIFY(!popups.isCompositing());
+        ContentView plain(QStringLiteral("Hi"), m_setup.vendors(), KeychainService::shared(),
+                          popups);
         QVERIFY(!plain.isTranslucent());
         QCOMPARE(plain.sizeHint(), QSize(360, 340));
 
@@ -87,12 +90,13 @@ private Q_SLOTS:
         QWidget claimant;
         claimant.winId();
         setCompositorSelectionOwner(xcb_window_t(claimant.winId()));
-        QVERIFY(Compositor::isRunning());
-        ContentView clear(QStringLiteral("Hi"), m_setup.vendors());
+        QVERIFY(popups.isCompositing());
+        ContentView clear(QStringLiteral("Hi"), m_setup.vendors(), KeychainService::shared(),
+                          popups);
         QVERIFY(clear.isTranslucent());
 
         setCompositorSelectionOwner(XCB_NONE);
-        QVERIFY(!Compositor::isRunning());
+        QVERIFY(!popups.isCompositing());
     }
 
     void realKeysReachTheSearchAndRunACommand()
@@ -126,7 +130,9 @@ private Q_SLOTS:
     void escapeClosesAPlainPopupWindow()
     {
         QWidget window(nullptr, Qt::Popup | Qt::FramelessWindowHint);
-        auto *view = new ContentView(QStringLiteral("Hi"), m_setup.vendors(), &window);
+        const platform::x11::PopupSupport popups;
+        auto *view = new ContentView(QStringLiteral("Hi"), m_setup.vendors(),
+                                     KeychainService::shared(), popups, &window);
         auto *layout = new QVBoxLayout(&window);
         layout->setContentsMargins(0, 0, 0, 0);
         layout->addWidget(view);

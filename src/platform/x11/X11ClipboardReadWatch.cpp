@@ -1,10 +1,12 @@
-#include "ClipboardReadWatch.h"
-
-#include "X11Windows.h"
+#include "X11ClipboardReadWatch.h"
 
 #include <QCoreApplication>
 #include <QGuiApplication>
+
+#include "X11Display.h"
 #include <xcb/xcb.h>
+
+namespace platform::x11 {
 
 namespace {
 
@@ -12,23 +14,23 @@ xcb_atom_t internAtom(xcb_connection_t *connection, const char *name)
 {
     const auto cookie = xcb_intern_atom(connection, 0, uint16_t(qstrlen(name)), name);
     xcb_intern_atom_reply_t *reply = xcb_intern_atom_reply(connection, cookie, nullptr);
-    const xcb_atom_t atom = reply ? reply->atom : XCB_ATOM_NONE;
+    const xcb_atom_t atom = reply ? reply->atom : xcb_atom_t(XCB_ATOM_NONE);
     std::free(reply);
     return atom;
 }
 
 xcb_connection_t *qtConnection()
 {
-    const auto *x11 = qGuiApp ? qGuiApp->nativeInterface<QNativeInterface::QX11Application>()
-                              : nullptr;
+    const auto *x11 =
+        qGuiApp ? qGuiApp->nativeInterface<QNativeInterface::QX11Application>() : nullptr;
     return x11 ? x11->connection() : nullptr;
 }
 
 } // namespace
 
-ClipboardReadWatch::ClipboardReadWatch(qint64 readerProcessId, bool clipboard, bool primary,
-                                       QObject *parent)
-    : QObject(parent), m_reader(readerProcessId)
+X11ClipboardReadWatch::X11ClipboardReadWatch(qint64 readerProcessId, bool clipboard, bool primary,
+                                             QObject *parent)
+    : ClipboardReadWatch(parent), m_reader(readerProcessId)
 {
     xcb_connection_t *connection = qtConnection();
     if (!connection) {
@@ -50,14 +52,14 @@ ClipboardReadWatch::ClipboardReadWatch(qint64 readerProcessId, bool clipboard, b
     QCoreApplication::instance()->installNativeEventFilter(this);
 }
 
-ClipboardReadWatch::~ClipboardReadWatch()
+X11ClipboardReadWatch::~X11ClipboardReadWatch()
 {
     if (QCoreApplication::instance()) {
         QCoreApplication::instance()->removeNativeEventFilter(this);
     }
 }
 
-bool ClipboardReadWatch::nativeEventFilter(const QByteArray &eventType, void *message, qintptr *)
+bool X11ClipboardReadWatch::nativeEventFilter(const QByteArray &eventType, void *message, qintptr *)
 {
     if (eventType != "xcb_generic_event_t") {
         return false;
@@ -71,7 +73,9 @@ bool ClipboardReadWatch::nativeEventFilter(const QByteArray &eventType, void *me
         return false;
     }
     if (m_reader > 0) {
-        const qint64 requestor = X11Windows::windowProcessId(request->requestor);
+        Display *const d = threadDisplay();
+        const qint64 requestor =
+            d && request->requestor != 0 ? clientProcessId(d, ::Window(request->requestor)) : 0;
         if (requestor > 0 && requestor != m_reader) {
             return false;
         }
@@ -82,3 +86,5 @@ bool ClipboardReadWatch::nativeEventFilter(const QByteArray &eventType, void *me
     QMetaObject::invokeMethod(this, &ClipboardReadWatch::activity, Qt::QueuedConnection);
     return false;
 }
+
+} // namespace platform::x11

@@ -1,6 +1,4 @@
-#include "HotKeyBackendX11.h"
-
-#include "KeyTable.h"
+#include "X11HotKeys.h"
 
 #include <QAbstractNativeEventFilter>
 #include <QCoreApplication>
@@ -12,7 +10,7 @@
 #include <vector>
 #include <xcb/xcb.h>
 
-namespace GlobalShortcuts {
+namespace platform::x11 {
 
 namespace {
 
@@ -115,9 +113,9 @@ public:
         xcb_flush(m_connection);
     }
 
-    QString grab(int hotKeyId, const Shortcut &shortcut) override
+    QString grab(int hotKeyId, const HotKey &hotKey) override
     {
-        Grab grab{shortcut, 0, 0};
+        Grab grab{hotKey, 0, 0};
         QString status = grabKey(grab);
         if (status.isEmpty()) {
             m_grabs.insert(hotKeyId, grab);
@@ -168,7 +166,7 @@ public:
 
 private:
     struct Grab {
-        Shortcut shortcut;
+        HotKey hotKey;
         xcb_keycode_t keycode = 0;
         uint16_t modifiers = 0;
     };
@@ -198,37 +196,35 @@ private:
         return {0, XCB_MOD_MASK_LOCK, numLockMask, uint16_t(XCB_MOD_MASK_LOCK | numLockMask)};
     }
 
-    // The keycode and X modifiers of a shortcut in the current keymap, or the
-    // reason why it has none.
+    // The keycode and X modifiers of a combination in the current keymap, or
+    // the reason why it has none.
     QString resolve(Grab &grab) const
     {
-        const Shortcut &shortcut = grab.shortcut;
+        const HotKey &hotKey = grab.hotKey;
         grab.keycode = 0;
-        if (shortcut.carbonModifiers & KeyTable::functionKey) {
+        if (hotKey.modifiers & HotKey::Function) {
             return QStringLiteral("the Fn modifier does not exist on X11");
         }
-        const std::optional<KeyTable::KeyInfo> key =
-            KeyTable::keyForMacKeyCode(shortcut.carbonKeyCode);
-        if (!key) {
-            return QStringLiteral("unknown key code %1").arg(shortcut.carbonKeyCode);
+        if (hotKey.keysym == 0) {
+            return QStringLiteral("unknown key code %1").arg(hotKey.storedKeyCode);
         }
-        const xcb_keycode_t keycode = m_keymap.keycodeFor(key->keysym);
+        const xcb_keycode_t keycode = m_keymap.keycodeFor(hotKey.keysym);
         if (keycode == 0) {
             return QStringLiteral("no such key on this keyboard");
         }
         grab.keycode = keycode;
         grab.modifiers = 0;
-        const int bits = shortcut.carbonModifiers;
-        if (bits & KeyTable::controlKey) {
+        const unsigned bits = hotKey.modifiers;
+        if (bits & HotKey::Control) {
             grab.modifiers |= XCB_MOD_MASK_CONTROL;
         }
-        if (bits & KeyTable::optionKey) {
+        if (bits & HotKey::Alt) {
             grab.modifiers |= XCB_MOD_MASK_1;
         }
-        if (bits & KeyTable::shiftKey) {
+        if (bits & HotKey::Shift) {
             grab.modifiers |= XCB_MOD_MASK_SHIFT;
         }
-        if (bits & KeyTable::cmdKey) {
+        if (bits & HotKey::Super) {
             grab.modifiers |= XCB_MOD_MASK_4;
         }
         return {};
@@ -295,10 +291,10 @@ private:
             ungrabKey(it.value(), oldNumLockMask);
             changed = true;
             const QString status = grabKey(it.value());
-            if (!status.isEmpty()) {
+            if (!status.isEmpty() && lost) {
                 // Kept, ungrabbed (keycode 0), so a later mapping can bring
                 // it back.
-                HotKeyLayer::printRegistrationError(it->shortcut, status);
+                lost(it.key(), status);
             }
         }
         if (changed) {
@@ -332,7 +328,7 @@ private:
             }
         }
         if (deliver) {
-            deliver(hotKeyId, press ? EventType::keyDown : EventType::keyUp);
+            deliver(hotKeyId, press ? HotKeyEvent::Pressed : HotKeyEvent::Released);
         }
         return true;
     }
@@ -347,24 +343,29 @@ private:
     QPointer<QTimer> m_regrabTimer;
 };
 
+// Outside an X11 session every combination is refused, and the user told why.
+class NoDisplay final : public HotKeyBackend {
+public:
+    QString grab(int, const HotKey &) override { return QStringLiteral("no X11 display"); }
+    void ungrab(int) override {}
+};
+
 } // namespace
 
-std::unique_ptr<HotKeyBackend> makeX11HotKeyBackend()
+std::unique_ptr<HotKeyBackend> HotKeys::makeBackend() const
 {
     const auto *application = qobject_cast<QGuiApplication *>(QCoreApplication::instance());
-    if (!application) {
-        return nullptr;
-    }
-    const auto *x11 = application->nativeInterface<QNativeInterface::QX11Application>();
+    const auto *x11 =
+        application ? application->nativeInterface<QNativeInterface::QX11Application>() : nullptr;
     if (!x11 || !x11->connection()) {
-        return nullptr;
+        return std::make_unique<NoDisplay>();
     }
     xcb_connection_t *connection = x11->connection();
     const xcb_screen_t *screen = xcb_setup_roots_iterator(xcb_get_setup(connection)).data;
     if (!screen) {
-        return nullptr;
+        return std::make_unique<NoDisplay>();
     }
     return std::make_unique<HotKeyBackendX11>(connection, screen->root);
 }
 
-} // namespace GlobalShortcuts
+} // namespace platform::x11

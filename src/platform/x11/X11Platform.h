@@ -1,0 +1,10 @@
+#pragma once
+
+#include "Platform.h"
+
+namespace platform::x11 {
+
+// An X11 session's platform. Main thread, once the QGuiApplication exists.
+Platform makePlatform();
+
+} // namespace platform::x11

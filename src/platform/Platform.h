@@ -2,6 +2,8 @@
 
 #include "HotKeys.h"
 #include "KeyInput.h"
+#include "LoginItem.h"
+#include "Notifications.h"
 #include "PopupSupport.h"
 #include "Selections.h"
 #include "Windows.h"
@@ -19,6 +21,8 @@ struct Platform {
     std::unique_ptr<KeyInput> keys;
     std::unique_ptr<HotKeys> hotKeys;
     std::unique_ptr<PopupSupport> popups;
+    std::unique_ptr<LoginItem> loginItem;
+    std::unique_ptr<Notifications> notifications;
 };
 
 } // namespace platform

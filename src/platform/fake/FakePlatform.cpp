@@ -2,6 +2,8 @@
 
 #include "FakeHotKeys.h"
 #include "FakeKeyInput.h"
+#include "FakeLoginItem.h"
+#include "FakeNotifications.h"
 #include "FakePopupSupport.h"
 #include "FakeSelections.h"
 #include "FakeWindows.h"
@@ -16,6 +18,8 @@ Platform makePlatform()
     platform.keys = std::make_unique<KeyInput>();
     platform.hotKeys = std::make_unique<HotKeys>();
     platform.popups = std::make_unique<PopupSupport>();
+    platform.loginItem = std::make_unique<LoginItem>();
+    platform.notifications = std::make_unique<Notifications>();
     return platform;
 }
 

@@ -1,10 +1,14 @@
 #include "X11Platform.h"
 
+#include "FreedesktopNotifications.h"
 #include "X11HotKeys.h"
 #include "X11KeyInput.h"
 #include "X11PopupSupport.h"
 #include "X11Selections.h"
 #include "X11Windows.h"
+#include "XdgAutostart.h"
+
+#include <QCoreApplication>
 
 namespace platform::x11 {
 
@@ -16,6 +20,8 @@ Platform makePlatform()
     platform.keys = std::make_unique<KeyInput>();
     platform.hotKeys = std::make_unique<HotKeys>();
     platform.popups = std::make_unique<PopupSupport>();
+    platform.loginItem = std::make_unique<XdgAutostart>(QCoreApplication::applicationFilePath());
+    platform.notifications = std::make_unique<FreedesktopNotifications>();
     return platform;
 }
 

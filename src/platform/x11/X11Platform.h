@@ -4,7 +4,8 @@
 
 namespace platform::x11 {
 
-// An X11 session's platform. Main thread, once the QGuiApplication exists.
+// An X11 session's platform, with the freedesktop.org autostart entry and
+// notifications. Main thread, once the QGuiApplication exists.
 Platform makePlatform();
 
 } // namespace platform::x11

@@ -55,6 +55,13 @@ public:
     CommandPopup *popup() const { return m_popover; }
     std::optional<platform::Window> originalApp() const { return m_originalApp; }
 
+    // When the popup closes, its keyboard grab ends and the window manager
+    // gives the remembered window the focus back; the window's toolkit then
+    // puts the focus back into its text. The paste waits for the window to
+    // be the active one, which the window manager says before the toolkit
+    // has done its part: this pause is for the toolkit.
+    static constexpr int focusHandOffMs = 100;
+
 Q_SIGNALS:
     // The popup is on screen at its final place.
     void popupShown();
@@ -67,12 +74,6 @@ private:
     // How long after a popup shows (or the shortcut is hooked) the next
     // popup is built.
     static constexpr int spareDelayMs = 50;
-    // When the popup closes, its keyboard grab ends and the window manager
-    // gives the remembered window the focus back; the window's toolkit then
-    // puts the focus back into its text. The paste waits for the window to
-    // be the active one, which the window manager says before the toolkit
-    // has done its part: this pause is for the toolkit.
-    static constexpr int focusHandOffMs = 100;
 
     CommandPopup *makePopup(const QString &text) const;
     SelectionCapture::Context captureContext();

@@ -341,6 +341,23 @@ private Q_SLOTS:
         QCOMPARE(calls, 1);
     }
 
+    // A grab the desktop gave up when the keyboard's mapping changed is said
+    // as a refused registration is; only the grab's own shortcut is named.
+    void aLostGrabIsPrinted()
+    {
+        const Shortcut shortcut(40, KeyTable::controlKey | KeyTable::shiftKey); // Ctrl+Shift+K
+        const Name name = freshName(shortcut);
+        onKeyDown(name, [] {});
+        onKeyDown(freshName(freshShortcut()), [] {});
+        const int id = backend().idOf(shortcut);
+        QVERIFY(id != 0);
+        const QString printed = TestSupport::captureStdout(
+            [&] { backend().fake.lost(id, QStringLiteral("no such key on this keyboard")); });
+        QCOMPARE(printed,
+                 QStringLiteral(
+                     "Error registering hotkey Ctrl+Shift+K: no such key on this keyboard\n"));
+    }
+
     void disablingReleasesEveryGrabAndEnablingTakesThemBack()
     {
         const Shortcut shortcut = freshShortcut();

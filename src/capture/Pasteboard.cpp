@@ -126,9 +126,10 @@ void Pasteboard::changed()
     m_lateCopyWindow.stop();
     const qint64 copier = m_lateCopier;
     const quint64 count = m_changeCount;
-    const platform::Selections &selections = m_selections;
     AccessibilityThread::instance()
-        .run([&selections] { return selections.ownerProcessId(Selection::Clipboard); })
+        .run([selections = &m_selections] {
+            return selections->ownerProcessId(Selection::Clipboard);
+        })
         .then(this, [this, copier, count](qint64 owner) {
             // Someone else's copy, or a newer change: the clipboard is theirs.
             if (owner != copier || count != m_changeCount) {
@@ -171,9 +172,10 @@ QFuture<bool> Pasteboard::savePasteboardContents()
     if (m_lateCopyWindow.isActive()) {
         discardSnapshot(); // a new capture: the last one's wait is over
     }
-    const platform::Selections &selections = m_selections;
     return AccessibilityThread::instance()
-        .run([&selections] { return readSnapshot(*selections.reader(Selection::Clipboard)); })
+        .run([selections = &m_selections] {
+            return readSnapshot(*selections->reader(Selection::Clipboard));
+        })
         .then(this, [this](const std::optional<Snapshot> &snapshot) {
             if (!snapshot) {
                 qCCritical(lcCapture).noquote() << "The clipboard's owner did not answer";
@@ -198,9 +200,9 @@ void Pasteboard::restorePasteboardContents()
 
 QFuture<std::optional<QString>> Pasteboard::pasteboardString() const
 {
-    const platform::Selections &selections = m_selections;
-    return AccessibilityThread::instance().run([&selections]() -> std::optional<QString> {
-        const auto reader = selections.reader(Selection::Clipboard);
+    return AccessibilityThread::instance().run([selections =
+                                                    &m_selections]() -> std::optional<QString> {
+        const auto reader = selections->reader(Selection::Clipboard);
         const SelectionData text = reader->text(answerTimeoutMs, maxSnapshotBytes);
         if (text.outcome != SelectionData::Outcome::Ok) {
             QString printed = QStringLiteral("none");

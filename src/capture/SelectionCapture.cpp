@@ -422,16 +422,17 @@ bool containsPart(const QString &whole, const QString &part)
 
 QFuture<TextReadResult> getSelectedTextByAXUI(const platform::Windows &windows)
 {
-    return AccessibilityThread::instance().run([&windows] { return readByAXUI(windows); });
+    return AccessibilityThread::instance().run(
+        [windows = &windows] { return readByAXUI(*windows); });
 }
 
 QFuture<PrimaryReadResult> getSelectedTextByPrimary(const platform::Selections &selections,
                                                     qint64 activeProcessId)
 {
-    return AccessibilityThread::instance().run([&selections, activeProcessId] {
+    return AccessibilityThread::instance().run([selections = &selections, activeProcessId] {
         PrimaryReadResult result;
         qCInfo(lcCapture).noquote() << "Getting selected text via PRIMARY selection";
-        const qint64 owner = selections.ownerProcessId(platform::Selection::Primary);
+        const qint64 owner = selections->ownerProcessId(platform::Selection::Primary);
         if (owner <= 0 || activeProcessId <= 0 || owner != activeProcessId) {
             // Another window's selection may be stale: it is not what the user sees selected.
             qCInfo(lcCapture).noquote()
@@ -439,7 +440,7 @@ QFuture<PrimaryReadResult> getSelectedTextByPrimary(const platform::Selections &
             return result;
         }
         const auto read =
-            selections.reader(platform::Selection::Primary)
+            selections->reader(platform::Selection::Primary)
                 ->text(AccessibilityThread::callTimeoutMs, qsizetype(maxSelectionCharacters) * 4);
         using Outcome = platform::SelectionData::Outcome;
         if (read.outcome == Outcome::TimedOut) {
@@ -478,29 +479,29 @@ getNextPasteboardContent(Pasteboard &pasteboard, const std::function<QFuture<AXE
     // The snapshot comes first: the press runs on another thread, and a
     // snapshot taken after the target's copy would put the copied text back
     // instead of the user's contents.
-    pasteboard.savePasteboardContents().then(&pasteboard, [&pasteboard, trigger, answer, promise,
-                                                           copierProcessId](bool saved) {
+    Pasteboard *const board = &pasteboard;
+    board->savePasteboardContents().then(board, [board, trigger, answer, promise,
+                                                 copierProcessId](bool saved) {
         if (!saved) {
             // Whatever the owner holds could not be put back after a copy.
             return answer(std::nullopt);
         }
-        const quint64 baseline = pasteboard.changeCount();
+        const quint64 baseline = board->changeCount();
         qCInfo(lcCapture).noquote() << "Executing trigger action";
-        trigger().then(&pasteboard,
-                       [&pasteboard, promise, answer, baseline, copierProcessId](AXError error) {
-                           if (error != AXError::Success) {
-                               qCCritical(lcCapture).noquote()
-                                   << "Failed to execute trigger action: " + axErrorText(error);
-                               if (pasteboard.changeCount() != baseline) {
-                                   pasteboard.restorePasteboardContents();
-                               } else {
-                                   pasteboard.discardSnapshot();
-                               }
-                               return answer(std::nullopt);
-                           }
-                           // Owned by the pasteboard; deletes itself.
-                           new PasteboardPoll(pasteboard, baseline, copierProcessId, promise);
-                       });
+        trigger().then(board, [board, promise, answer, baseline, copierProcessId](AXError error) {
+            if (error != AXError::Success) {
+                qCCritical(lcCapture).noquote()
+                    << "Failed to execute trigger action: " + axErrorText(error);
+                if (board->changeCount() != baseline) {
+                    board->restorePasteboardContents();
+                } else {
+                    board->discardSnapshot();
+                }
+                return answer(std::nullopt);
+            }
+            // Owned by the pasteboard; deletes itself.
+            new PasteboardPoll(*board, baseline, copierProcessId, promise);
+        });
     });
     return promise->future();
 }

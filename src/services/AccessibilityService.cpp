@@ -334,9 +334,8 @@ SelectionGeometry AccessibilityService::toLogical(const SelectionGeometry &devic
 QFuture<SelectionGeometry> AccessibilityService::queryGeometry() const
 {
     const qreal ratio = screenRatio();
-    const platform::Windows &windows = m_windows;
     return AccessibilityThread::instance()
-        .run([&windows] { return gather(windows); })
+        .run([windows = &m_windows] { return gather(*windows); })
         .then([ratio](const SelectionGeometry &device) { return toLogical(device, ratio); });
 }
 

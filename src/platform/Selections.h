@@ -18,8 +18,8 @@ struct SelectionData {
 };
 
 // Reads one selection from its owner, another application that may be slow
-// or hung: every wait is bounded, and the reader may be used on any one
-// thread, never the main thread's event loop.
+// or hung: every call waits, for at most its time-out, so readers are used
+// off the main thread (each on one thread).
 class SelectionReader {
 public:
     virtual ~SelectionReader() = default;

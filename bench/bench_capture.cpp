@@ -3,8 +3,12 @@
 // percentile over 20 runs each.
 #include "AccessibilityService.h"
 #include "DesktopApps.h"
+#include "Pasteboard.h"
 #include "SelectionCapture.h"
 #include "TextManipulationService.h"
+#include "X11KeyInput.h"
+#include "X11Selections.h"
+#include "X11Windows.h"
 
 #include <QClipboard>
 #include <QElapsedTimer>
@@ -21,8 +25,7 @@ namespace {
 
 constexpr int runs = 20;
 
-template <typename T>
-bool await(const QFuture<T> &future, int timeoutMs = 10000)
+template <typename T> bool await(const QFuture<T> &future, int timeoutMs = 10000)
 {
     QDeadlineTimer deadline(timeoutMs);
     while (!future.isFinished() && !deadline.hasExpired()) {
@@ -32,8 +35,7 @@ bool await(const QFuture<T> &future, int timeoutMs = 10000)
 }
 
 // setup runs outside the timed part; body answers whether the run succeeded.
-template <typename Setup, typename Body>
-void measure(const char *label, Setup setup, Body body)
+template <typename Setup, typename Body> void measure(const char *label, Setup setup, Body body)
 {
     std::vector<double> samples;
     int failures = 0;
@@ -61,9 +63,19 @@ void measure(const char *label, Setup setup, Body body)
     std::fflush(stdout);
 }
 
+const platform::x11::Windows windows;
+const platform::x11::Selections selections;
+const platform::x11::KeyInput keys;
+
+SelectionCapture::Context context()
+{
+    static Pasteboard *const pasteboard = new Pasteboard(selections, QCoreApplication::instance());
+    return {windows, selections, keys, *pasteboard};
+}
+
 bool captures(const QString &expected)
 {
-    const auto future = SelectionCapture::getSelectedText();
+    const auto future = SelectionCapture::getSelectedText(context());
     return await(future) && future.result() == std::optional<QString>(expected);
 }
 
@@ -81,92 +93,101 @@ int main(int argc, char **argv)
     QGuiApplication app(argc, argv);
     QLoggingCategory::setFilterRules(QStringLiteral("vellumo.capture.critical=false"));
     const QString document = QStringLiteral("alpha beta gamma\nsecond line here\n");
-    const QStringList selectWord{"ctrl+Home", "shift+Right", "shift+Right", "shift+Right",
-                                 "shift+Right", "shift+Right"};
+    const QStringList selectWord{"ctrl+Home",   "shift+Right", "shift+Right",
+                                 "shift+Right", "shift+Right", "shift+Right"};
 
     DesktopApps::App mousepad = DesktopApps::start(
         QStringLiteral("mousepad"), {DesktopApps::writeFile(QStringLiteral("m.txt"), document)});
     DesktopApps::App featherpad = DesktopApps::start(
         QStringLiteral("featherpad"), {DesktopApps::writeFile(QStringLiteral("f.txt"), document)});
     DesktopApps::App xterm = DesktopApps::start(
-        QStringLiteral("xterm"),
-        {QStringLiteral("-geometry"), QStringLiteral("80x10+40+40"), QStringLiteral("-e"),
-         QStringLiteral("sh"), QStringLiteral("-c"),
-         QStringLiteral("printf 'alpha beta\\n'; exec sleep 100000")});
-    DesktopApps::App fixture = DesktopApps::start(QStringLiteral(COPY_FIXTURE), {QStringLiteral("alpha")});
+        QStringLiteral("xterm"), {QStringLiteral("-geometry"), QStringLiteral("80x10+40+40"),
+                                  QStringLiteral("-e"), QStringLiteral("sh"), QStringLiteral("-c"),
+                                  QStringLiteral("printf 'alpha beta\\n'; exec sleep 100000")});
+    DesktopApps::App fixture =
+        DesktopApps::start(QStringLiteral(COPY_FIXTURE), {QStringLiteral("alpha")});
     if (!mousepad.window || !featherpad.window || !xterm.window || !fixture.window) {
         std::fprintf(stderr, "a target application did not start\n");
         return 1;
     }
     std::printf("Median over %d runs on the private test desktop (Xvfb):\n", runs);
 
-    measure("capture, accessibility (mousepad, GTK 3)",
-            [&] {
-                DesktopApps::activate(mousepad.window);
-                DesktopApps::keys(selectWord);
-            },
-            [] { return captures(QStringLiteral("alpha")); });
-    measure("capture, accessibility (featherpad, Qt 5)",
-            [&] {
-                DesktopApps::activate(featherpad.window);
-                DesktopApps::keys(selectWord);
-            },
-            [] { return captures(QStringLiteral("alpha")); });
-    measure("capture, PRIMARY (xterm)",
-            [&] {
-                DesktopApps::activate(xterm.window);
-                DesktopApps::xdotool({"mousemove", "--window", QString::number(xterm.window), "15",
-                                      "8", "click", "--repeat", "2", "--delay", "80", "1"});
-                QTest::qWait(100);
-            },
-            [] { return captures(QStringLiteral("alpha")); });
-    measure("capture, Copy menu item (Qt 6 fixture)",
-            [&] {
-                DesktopApps::activate(fixture.window);
-                QGuiApplication::clipboard()->setText(QStringLiteral("user"));
-            },
-            [] { return captures(QStringLiteral("alpha")); });
+    measure(
+        "capture, accessibility (mousepad, GTK 3)",
+        [&] {
+            DesktopApps::activate(mousepad.window);
+            DesktopApps::keys(selectWord);
+        },
+        [] { return captures(QStringLiteral("alpha")); });
+    measure(
+        "capture, accessibility (featherpad, Qt 5)",
+        [&] {
+            DesktopApps::activate(featherpad.window);
+            DesktopApps::keys(selectWord);
+        },
+        [] { return captures(QStringLiteral("alpha")); });
+    measure(
+        "capture, PRIMARY (xterm)",
+        [&] {
+            DesktopApps::activate(xterm.window);
+            DesktopApps::xdotool({"mousemove", "--window", QString::number(xterm.window), "15", "8",
+                                  "click", "--repeat", "2", "--delay", "80", "1"});
+            QTest::qWait(100);
+        },
+        [] { return captures(QStringLiteral("alpha")); });
+    measure(
+        "capture, Copy menu item (Qt 6 fixture)",
+        [&] {
+            DesktopApps::activate(fixture.window);
+            QGuiApplication::clipboard()->setText(QStringLiteral("user"));
+        },
+        [] { return captures(QStringLiteral("alpha")); });
     // Before the menu item: a GTK 3 text view pressed through its Copy menu
     // item loses its focused state on the accessibility bus until the
     // window loses and regains the focus.
-    AccessibilityService geometry;
-    measure("geometry, all four answers (mousepad)",
-            [&] {
-                DesktopApps::activate(mousepad.window);
-                DesktopApps::keys(selectWord);
-            },
-            [&] {
-                const auto future = geometry.queryGeometry();
-                return await(future) && future.result().selectionBounds.has_value();
-            });
-    measure("Copy menu item alone (mousepad)",
-            [&] {
-                DesktopApps::activate(mousepad.window);
-                DesktopApps::keys(selectWord);
-            },
-            [] {
-                const auto future = SelectionCapture::getSelectedTextByMenuBarActionCopy();
-                return await(future) && future.result() == std::optional<QString>(QStringLiteral("alpha"));
-            });
-    TextManipulationService service;
-    measure("replacement incl. 0.2 s wait (mousepad)",
-            [&] {
-                DesktopApps::activate(mousepad.window);
-                DesktopApps::keys(selectWord);
-            },
-            [&] { return await(service.replaceSelectedText(QStringLiteral("alpha"))); });
-    measure("capture, stopped application (mousepad)",
-            [&] {
-                DesktopApps::activate(mousepad.window);
-                DesktopApps::keys(selectWord);
-                ::kill(pid_t(mousepad.pid), SIGSTOP);
-            },
-            [&] {
-                const auto future = SelectionCapture::getSelectedText();
-                const bool ok = await(future) && !future.result().has_value();
-                ::kill(pid_t(mousepad.pid), SIGCONT);
-                return ok;
-            });
+    AccessibilityService geometry(windows);
+    measure(
+        "geometry, all four answers (mousepad)",
+        [&] {
+            DesktopApps::activate(mousepad.window);
+            DesktopApps::keys(selectWord);
+        },
+        [&] {
+            const auto future = geometry.queryGeometry();
+            return await(future) && future.result().selectionBounds.has_value();
+        });
+    measure(
+        "Copy menu item alone (mousepad)",
+        [&] {
+            DesktopApps::activate(mousepad.window);
+            DesktopApps::keys(selectWord);
+        },
+        [] {
+            const auto future = SelectionCapture::getSelectedTextByMenuBarActionCopy(context());
+            return await(future) &&
+                   future.result() == std::optional<QString>(QStringLiteral("alpha"));
+        });
+    TextManipulationService service(windows, selections, keys);
+    measure(
+        "replacement incl. 0.2 s wait (mousepad)",
+        [&] {
+            DesktopApps::activate(mousepad.window);
+            DesktopApps::keys(selectWord);
+        },
+        [&] { return await(service.replaceSelectedText(QStringLiteral("alpha"))); });
+    measure(
+        "capture, stopped application (mousepad)",
+        [&] {
+            DesktopApps::activate(mousepad.window);
+            DesktopApps::keys(selectWord);
+            ::kill(pid_t(mousepad.pid), SIGSTOP);
+        },
+        [&] {
+            const auto future = SelectionCapture::getSelectedText(context());
+            const bool ok = await(future) && !future.result().has_value();
+            ::kill(pid_t(mousepad.pid), SIGCONT);
+            return ok;
+        });
 
     for (DesktopApps::App *a : {&mousepad, &featherpad, &xterm, &fixture}) {
         DesktopApps::stop(*a);

@@ -9,6 +9,7 @@
 #include "BaseInstructionsService.h"
 #include "CommandStore.h"
 #include "ContentView.h"
+#include "FakePopupSupport.h"
 #include "KeychainService.h"
 #include "SearchField.h"
 #include "VendorConfig.h"
@@ -95,6 +96,8 @@ int main(int argc, char *argv[])
     }
     VendorManager vendors;
     vendors.setDefaultVendor(AIVendor::openai);
+    // The opaque panel, as on a desktop without a compositor.
+    const platform::fake::PopupSupport popups;
 
     std::printf("%d stored commands, popup 360x340, %s platform\n", count,
                 qPrintable(QGuiApplication::platformName()));
@@ -102,7 +105,8 @@ int main(int argc, char *argv[])
     QElapsedTimer opening;
     opening.start();
     QWidget window(nullptr, Qt::Popup | Qt::FramelessWindowHint);
-    auto *view = new ContentView(QStringLiteral("Some selected text."), vendors, &window);
+    auto *view = new ContentView(QStringLiteral("Some selected text."), vendors,
+                                 KeychainService::shared(), popups, &window);
     auto *layout = new QVBoxLayout(&window);
     layout->setContentsMargins(0, 0, 0, 0);
     layout->addWidget(view);
@@ -163,7 +167,8 @@ int main(int argc, char *argv[])
     // Later popups, with fonts and styles already loaded in the process.
     report("another popup built, shown and painted", measure(20, [&](int) {
                QWidget another(nullptr, Qt::Popup | Qt::FramelessWindowHint);
-               auto *content = new ContentView(QStringLiteral("Text."), vendors, &another);
+               auto *content = new ContentView(QStringLiteral("Text."), vendors,
+                                               KeychainService::shared(), popups, &another);
                auto *box = new QVBoxLayout(&another);
                box->setContentsMargins(0, 0, 0, 0);
                box->addWidget(content);

@@ -2,6 +2,8 @@
 // key-down handler of Ctrl+Super+/, over 20 presses, on a private X desktop.
 // Prints the median, the 90th percentile and the extremes.
 #include "GlobalShortcuts.h"
+#include "HotKeyLayer.h"
+#include "X11HotKeys.h"
 
 #include <QElapsedTimer>
 #include <QFile>
@@ -47,6 +49,7 @@ int main(int argc, char **argv)
         return 1;
     }
     QGuiApplication app(argc, argv);
+    GlobalShortcuts::HotKeyLayer::shared().setBackend(platform::x11::HotKeys().makeBackend());
     Display *display = XOpenDisplay(nullptr);
     if (!display) {
         std::fprintf(stderr, "no X display\n");

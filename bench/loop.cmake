@@ -1,3 +1,6 @@
+if(NOT VELLUMO_PLATFORM STREQUAL "x11")
+  return()
+endif()
 # The shortcut-to-popup loop of the vellumo executable beside a minimal Qt
 # popup program; starts a private test desktop for itself (scripts/test-desktop run).
 add_executable(bench_minimalpopup ${CMAKE_CURRENT_LIST_DIR}/minimalpopup.cpp)

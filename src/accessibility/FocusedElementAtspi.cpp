@@ -1,5 +1,5 @@
 #include "UIElement.h"
-#include "X11Windows.h"
+#include "Windows.h"
 
 #include <QHash>
 #include <functional>
@@ -212,18 +212,18 @@ bool stillFocused(const UIElement &element)
 
 } // namespace
 
-AXResult<Application> SystemWideElement::focusedApplication()
+AXResult<Application> SystemWideElement::focusedApplication(const platform::Windows &windows)
 {
-    const auto active = X11Windows::activeWindow();
+    const auto active = windows.active();
     if (!active || active->processId <= 0) {
         return AXResult<Application>::none();
     }
     return Application::fromProcessId(active->processId);
 }
 
-AXResult<UIElement> SystemWideElement::focusedUIElement()
+AXResult<UIElement> SystemWideElement::focusedUIElement(const platform::Windows &windows)
 {
-    const auto app = focusedApplication();
+    const auto app = focusedApplication(windows);
     if (app.failed()) {
         return AXResult<UIElement>::failure(app.error);
     }

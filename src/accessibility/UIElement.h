@@ -9,6 +9,11 @@
 #include <functional>
 #include <optional>
 
+namespace platform {
+class KeyInput;
+class Windows;
+} // namespace platform
+
 // An element of another application's accessibility tree: one object of the
 // AT-SPI bus, named by the bus name of its application and its object path.
 // An element is a plain value that any thread may copy; its reads are
@@ -59,9 +64,9 @@ public:
     };
 
     UIElement() = default;
-    UIElement(QString service, QString path) : m_service(std::move(service)), m_path(std::move(path))
-    {
-    }
+    UIElement(QString service, QString path)
+        : m_service(std::move(service)), m_path(std::move(path))
+    {}
 
     bool isNull() const { return m_service.isEmpty() || m_path.isEmpty(); }
     const QString &service() const { return m_service; }
@@ -96,8 +101,7 @@ public:
     AXResult<QList<TextRange>> selections() const;
     AXResult<QRect> characterExtents(int offset, Coordinates coordinates) const;
     // Several at once, in one round trip; nothing for the ones it cannot place.
-    QList<std::optional<QRect>> characterExtents(const QList<int> &offsets,
-                                                 Coordinates coordinates,
+    QList<std::optional<QRect>> characterExtents(const QList<int> &offsets, Coordinates coordinates,
                                                  AXError *failure = nullptr) const;
     // The character under a point; -1 when there is none.
     AXResult<int> offsetAtPoint(QPoint point, Coordinates coordinates) const;
@@ -163,15 +167,16 @@ public:
 // The entry point of the whole desktop.
 class SystemWideElement {
 public:
-    // The application of the active X11 window (never Vellumo itself).
-    static AXResult<Application> focusedApplication();
+    // The application of the active window (never Vellumo itself).
+    static AXResult<Application> focusedApplication(const platform::Windows &windows);
     // The focused accessible inside the active window of the focused application.
-    static AXResult<UIElement> focusedUIElement();
+    static AXResult<UIElement> focusedUIElement(const platform::Windows &windows);
     static AXResult<UIElement> focusedUIElement(const Application &app);
 };
 
-// True when the accessibility bus answers and accessibility is enabled on the
-// session. With prompt, switches it on first (applications started before
-// may need a restart to expose themselves). Any thread; blocks for one bounded
-// D-Bus round trip.
-bool isProcessTrusted(bool prompt);
+// True when the accessibility bus answers, accessibility is enabled on the
+// session, and the desktop takes synthetic keys from Vellumo. With prompt,
+// switches accessibility on first (applications started before may need a
+// restart to expose themselves). Any thread; blocks for one bounded D-Bus
+// round trip.
+bool isProcessTrusted(bool prompt, const platform::KeyInput &keys);

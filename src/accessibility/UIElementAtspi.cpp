@@ -2,7 +2,7 @@
 
 #include "AccessibilityThread.h"
 #include "AtspiBus.h"
-#include "X11Windows.h"
+#include "KeyInput.h"
 
 #include <QCoreApplication>
 #include <QDBusArgument>
@@ -147,10 +147,10 @@ void addState(QList<int> &words, AtspiStateType state)
 }
 
 constexpr std::pair<AtspiStateType, UIElement::State> stateTable[] = {
-    {ATSPI_STATE_ACTIVE, UIElement::Active},       {ATSPI_STATE_FOCUSED, UIElement::Focused},
-    {ATSPI_STATE_SHOWING, UIElement::Showing},     {ATSPI_STATE_ENABLED, UIElement::Enabled},
-    {ATSPI_STATE_SENSITIVE, UIElement::Sensitive}, {ATSPI_STATE_EDITABLE, UIElement::Editable},
-    {ATSPI_STATE_VISIBLE, UIElement::Visible},     {ATSPI_STATE_FOCUSABLE, UIElement::Focusable},
+    {ATSPI_STATE_ACTIVE, UIElement::Active},        {ATSPI_STATE_FOCUSED, UIElement::Focused},
+    {ATSPI_STATE_SHOWING, UIElement::Showing},      {ATSPI_STATE_ENABLED, UIElement::Enabled},
+    {ATSPI_STATE_SENSITIVE, UIElement::Sensitive},  {ATSPI_STATE_EDITABLE, UIElement::Editable},
+    {ATSPI_STATE_VISIBLE, UIElement::Visible},      {ATSPI_STATE_FOCUSABLE, UIElement::Focusable},
     {ATSPI_STATE_MULTI_LINE, UIElement::MultiLine},
 };
 
@@ -271,7 +271,8 @@ AXResult<std::pair<UIElement, int>> UIElement::parentAndIndex() const
         return AXResult<Answer>::failure(AXError::InvalidUIElement);
     }
     AtspiBus::Batch batch;
-    const int parent = batch.property(service(), path(), accessibleInterface, QStringLiteral("Parent"));
+    const int parent =
+        batch.property(service(), path(), accessibleInterface, QStringLiteral("Parent"));
     const int index =
         batch.call(service(), path(), accessibleInterface, QStringLiteral("GetIndexInParent"));
     batch.run(timeoutMs);
@@ -402,12 +403,16 @@ AXResult<UIElement::TextState> UIElement::textState(bool withFrames) const
         return AXResult<TextState>::failure(AXError::InvalidUIElement);
     }
     AtspiBus::Batch batch;
-    const int interfaces = batch.call(service(), path(), accessibleInterface,
-                                      QStringLiteral("GetInterfaces"));
-    const int states = batch.call(service(), path(), accessibleInterface, QStringLiteral("GetState"));
-    const int count = batch.call(service(), path(), textInterface, QStringLiteral("GetNSelections"));
-    const int first = batch.call(service(), path(), textInterface, QStringLiteral("GetSelection"), {0});
-    const int caret = batch.property(service(), path(), textInterface, QStringLiteral("CaretOffset"));
+    const int interfaces =
+        batch.call(service(), path(), accessibleInterface, QStringLiteral("GetInterfaces"));
+    const int states =
+        batch.call(service(), path(), accessibleInterface, QStringLiteral("GetState"));
+    const int count =
+        batch.call(service(), path(), textInterface, QStringLiteral("GetNSelections"));
+    const int first =
+        batch.call(service(), path(), textInterface, QStringLiteral("GetSelection"), {0});
+    const int caret =
+        batch.property(service(), path(), textInterface, QStringLiteral("CaretOffset"));
     const int length =
         batch.property(service(), path(), textInterface, QStringLiteral("CharacterCount"));
     int onScreen = -1;
@@ -470,13 +475,13 @@ AXResult<UIElement::TextState> UIElement::textState(bool withFrames) const
 
 AXResult<QRect> UIElement::characterExtents(int offset, Coordinates coordinates) const
 {
-    return rectAnswer(invoke(*this, textInterface, "GetCharacterExtents",
-                             {offset, uint(coordinates)}));
+    return rectAnswer(
+        invoke(*this, textInterface, "GetCharacterExtents", {offset, uint(coordinates)}));
 }
 
 QList<std::optional<QRect>> UIElement::characterExtents(const QList<int> &offsets,
-                                                         Coordinates coordinates,
-                                                         AXError *failure) const
+                                                        Coordinates coordinates,
+                                                        AXError *failure) const
 {
     AtspiBus::Batch batch;
     for (const int offset : offsets) {
@@ -579,10 +584,9 @@ AXResult<QList<UIElement>> UIElement::descendantsWithStates(unsigned states, int
     rule << QStringList() << int(ATSPI_Collection_MATCH_ALL);
     rule << false;
     rule.endStructure();
-    const auto reply =
-        invoke(*this, collectionInterface, "GetMatches",
-               {QVariant::fromValue(rule), uint(ATSPI_Collection_SORT_ORDER_CANONICAL), maxCount,
-                true});
+    const auto reply = invoke(
+        *this, collectionInterface, "GetMatches",
+        {QVariant::fromValue(rule), uint(ATSPI_Collection_SORT_ORDER_CANONICAL), maxCount, true});
     if (reply.failed()) {
         return failureOf<QList<UIElement>>(reply);
     }
@@ -733,7 +737,7 @@ AXResult<UIElement> Application::menuBar() const
     return AXResult<UIElement>::none();
 }
 
-bool isProcessTrusted(bool prompt)
+bool isProcessTrusted(bool prompt, const platform::KeyInput &keys)
 {
     auto bus = QDBusConnection::sessionBus();
     if (!bus.isConnected()) {
@@ -756,5 +760,5 @@ bool isProcessTrusted(bool prompt)
         return false;
     }
     const bool enabled = reply.arguments().constFirst().value<QDBusVariant>().variant().toBool();
-    return enabled && X11Windows::hasXTest();
+    return enabled && keys.isAvailable();
 }

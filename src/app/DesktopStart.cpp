@@ -3,10 +3,21 @@
 #include "AIVendor.h"
 #include "Console.h"
 #include "GlobalShortcuts.h"
+#include "HotKeyLayer.h"
 #include "KeychainService.h"
 #include "PopupManager.h"
 #include "Settings.h"
 #include "UIElement.h"
+#include "VendorManager.h"
+
+// The desktop this build is for (VELLUMO_PLATFORM).
+#if defined(VELLUMO_PLATFORM_X11)
+#include "X11Platform.h"
+namespace chosen = platform::x11;
+#else
+#include "FakePlatform.h"
+namespace chosen = platform::fake;
+#endif
 
 #include <QApplication>
 #include <QSocketNotifier>
@@ -84,22 +95,34 @@ QString startupLine()
            u'.';
 }
 
+// Hooks the shortcut and runs the loop until the application quits.
+int runLoop(QApplication &app, const platform::Platform &desktop)
+{
+    GlobalShortcuts::HotKeyLayer::shared().setBackend(desktop.hotKeys->makeBackend());
+    PopupManager popups(*desktop.windows, *desktop.selections, *desktop.keys, *desktop.popups,
+                        VendorManager::shared(), KeychainService::shared());
+    popups.setupGlobalShortcut();
+    Console::printLine(startupLine());
+    return app.exec();
+}
+
 } // namespace
 
 int exec(QApplication &app)
 {
     QApplication::setQuitOnLastWindowClosed(false);
     quitOnSignals(app);
+    // Static, so it outlives the accessibility thread, whose last call may
+    // still be under way when the event loop ends.
+    static const platform::Platform desktop = chosen::makePlatform();
 
     const bool onboarded = Settings::standard().onboardingCompleted();
-    if (onboarded && isProcessTrusted(false)) {
-        PopupManager::shared().setupGlobalShortcut();
-        Console::printLine(startupLine());
-        return app.exec();
+    if (onboarded && isProcessTrusted(false, *desktop.keys)) {
+        return runLoop(app, desktop);
     }
 
     // The first-start guide's steps, on the console.
-    if (!isProcessTrusted(true)) {
+    if (!isProcessTrusted(true, *desktop.keys)) {
         Console::printError(QStringLiteral(
             "Vellumo needs the desktop's accessibility interface (AT-SPI) and the XTest "
             "extension of an X11 session, and could not turn them on. Install at-spi2-core, "
@@ -125,9 +148,7 @@ int exec(QApplication &app)
         return 1;
     }
     Settings::standard().setOnboardingCompleted(true);
-    PopupManager::shared().setupGlobalShortcut();
-    Console::printLine(startupLine());
-    return app.exec();
+    return runLoop(app, desktop);
 }
 
 } // namespace DesktopStart

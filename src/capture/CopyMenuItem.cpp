@@ -1,8 +1,9 @@
 #include "CopyMenuItem.h"
 
 #include "CaptureLog.h"
-#include "KeySynthesis.h"
-#include "X11Windows.h"
+#include "KeyEventSender.h"
+#include "KeyInput.h"
+#include "Windows.h"
 
 #include <QElapsedTimer>
 #include <QThread>
@@ -137,24 +138,24 @@ UIElement findCopyItemInMenuBar(const Application &application)
     return bar.value->findFirst(&isCopyMenuItem);
 }
 
-UIElement findEnabledCopyItem()
+UIElement findEnabledCopyItem(const platform::Windows &windows, const platform::KeyInput &keys)
 {
     UIElement item;
-    if (!isProcessTrusted(true)) {
+    if (!isProcessTrusted(true, keys)) {
         qCCritical(lcCapture).noquote() << "Process is not trusted for accessibility";
     } else {
-        const auto window = X11Windows::activeWindow();
-        const auto app = SystemWideElement::focusedApplication();
+        const auto window = windows.active();
+        const auto app = SystemWideElement::focusedApplication(windows);
         if (app.failed() || !app.value) {
-            const QString printed = window ? QStringLiteral("Optional(%1 (%2))")
-                                                 .arg(window->wmClassClass, window->wmClassName)
-                                           : QStringLiteral("nil");
+            const QString printed =
+                window ? QStringLiteral("%1 (%2)").arg(window->className, window->instanceName)
+                       : QStringLiteral("none");
             qCCritical(lcCapture).noquote() << "Failed to get frontmost application: " + printed;
         } else {
             qCInfo(lcCapture).noquote()
                 << QStringLiteral("Checking copy item in frontmost application: %1 (%2)")
-                       .arg(window ? window->wmClassClass : QString(),
-                            window ? window->wmClassName : QString());
+                       .arg(window ? window->className : QString(),
+                            window ? window->instanceName : QString());
             item = findCopyItemInMenuBar(*app.value);
         }
     }
@@ -183,9 +184,9 @@ UIElement findEnabledCopyItem()
 
 namespace {
 
-bool focusIsOnAMenu()
+bool focusIsOnAMenu(const platform::Windows &windows)
 {
-    const auto focused = SystemWideElement::focusedUIElement();
+    const auto focused = SystemWideElement::focusedUIElement(windows);
     if (focused.failed() || !focused.value) {
         return false;
     }
@@ -195,33 +196,33 @@ bool focusIsOnAMenu()
             *role.value == UIElement::Role::MenuItem);
 }
 
-bool inMenus()
+bool inMenus(const platform::Windows &windows, const platform::KeyInput &keys)
 {
     // An open menu holds the keyboard, even one the toolkit does not show.
-    return KeySynthesis::keyboardGrabbedByAnother() || focusIsOnAMenu();
+    return keys.keyboardGrabbedByAnother() || focusIsOnAMenu(windows);
 }
 
 } // namespace
 
-bool leaveMenuMode(int timeoutMs)
+bool leaveMenuMode(const platform::Windows &windows, const platform::KeyInput &keys, int timeoutMs)
 {
     // An open menu takes one Escape, the menu bar's keyboard mode another.
     for (int round = 0; round < 3; ++round) {
-        if (!inMenus()) {
+        if (!inMenus(windows, keys)) {
             return true;
         }
         qCInfo(lcCapture).noquote() << "The application's menus kept the focus: leaving them";
-        KeySynthesis::post({{}, QStringLiteral("Escape")});
+        KeyEventSender(keys).send(KeyEvent{KeyEvent::Key::escape, {}});
         QElapsedTimer clock;
         clock.start();
         while (clock.elapsed() < timeoutMs / 3) {
             QThread::msleep(10);
-            if (!inMenus()) {
+            if (!inMenus(windows, keys)) {
                 return true;
             }
         }
     }
-    return !inMenus();
+    return !inMenus(windows, keys);
 }
 
 } // namespace CopyMenuItem

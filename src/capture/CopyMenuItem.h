@@ -6,6 +6,11 @@
 #include <QSet>
 #include <QString>
 
+namespace platform {
+class KeyInput;
+class Windows;
+} // namespace platform
+
 // Finding the focused application's Copy menu item through its accessible menu
 // bar. Everything here runs on the accessibility thread.
 namespace CopyMenuItem {
@@ -33,13 +38,14 @@ UIElement findCopyItemInMenuBar(const Application &application);
 // The Copy item of the focused application when it is enabled, or when it can
 // be pressed although it reports itself disabled (a state some applications
 // do not keep current); else a null element.
-UIElement findEnabledCopyItem();
+UIElement findEnabledCopyItem(const platform::Windows &windows, const platform::KeyInput &keys);
 
 // Some applications (LibreOffice) leave their menu bar in keyboard mode
 // after one of its items was pressed through accessibility, so the next keys
 // (the paste) would go to the menus: when the focus is on a menu, Escape
 // ends that mode, as it would for a user. Waits until the focus has left the
 // menus, at most timeoutMs; answers whether it has.
-bool leaveMenuMode(int timeoutMs = 300);
+bool leaveMenuMode(const platform::Windows &windows, const platform::KeyInput &keys,
+                   int timeoutMs = 300);
 
 } // namespace CopyMenuItem

@@ -2,7 +2,7 @@
 
 #include "AccessibilityThread.h"
 #include "CaptureLog.h"
-#include "X11Windows.h"
+#include "Selections.h"
 
 #include <QClipboard>
 #include <QGuiApplication>
@@ -11,19 +11,44 @@
 
 namespace {
 
-using X11Windows::SelectionData;
+using platform::Selection;
+using platform::SelectionData;
 
 // Targets that describe the transfer rather than the contents, or name
 // resources of the owner (windows, pixmaps) that mean nothing once it is gone.
 bool isProtocolTarget(const QByteArray &target)
 {
     static const QSet<QByteArray> protocol{
-        "TARGETS",        "MULTIPLE", "TIMESTAMP",  "SAVE_TARGETS", "DELETE",
-        "INSERT_SELECTION", "INSERT_PROPERTY", "PIXMAP", "BITMAP", "DRAWABLE",
-        "COLORMAP",       "WINDOW",   "ATOM",       "INCR",         "CLIENT_WINDOW",
-        "HOST_NAME",      "USER",     "PROCESS",    "TASK",         "OWNER_OS",
-        "LENGTH",         "LIST_LENGTH", "NAME",    "CHARACTER_POSITION", "LINE_NUMBER",
-        "COLUMN_NUMBER",  "SPAN",     "FILE_NAME",  "CLASS",        "IP_ADDRESS",
+        "TARGETS",
+        "MULTIPLE",
+        "TIMESTAMP",
+        "SAVE_TARGETS",
+        "DELETE",
+        "INSERT_SELECTION",
+        "INSERT_PROPERTY",
+        "PIXMAP",
+        "BITMAP",
+        "DRAWABLE",
+        "COLORMAP",
+        "WINDOW",
+        "ATOM",
+        "INCR",
+        "CLIENT_WINDOW",
+        "HOST_NAME",
+        "USER",
+        "PROCESS",
+        "TASK",
+        "OWNER_OS",
+        "LENGTH",
+        "LIST_LENGTH",
+        "NAME",
+        "CHARACTER_POSITION",
+        "LINE_NUMBER",
+        "COLUMN_NUMBER",
+        "SPAN",
+        "FILE_NAME",
+        "CLASS",
+        "IP_ADDRESS",
     };
     return protocol.contains(target);
 }
@@ -31,16 +56,15 @@ bool isProtocolTarget(const QByteArray &target)
 // The text targets, best first; a restore offers them all again as text/plain.
 const QList<QByteArray> &textTargets()
 {
-    static const QList<QByteArray> targets{"UTF8_STRING", "text/plain;charset=utf-8",
-                                           "text/plain", "STRING", "TEXT", "COMPOUND_TEXT"};
+    static const QList<QByteArray> targets{
+        "UTF8_STRING", "text/plain;charset=utf-8", "text/plain", "STRING", "TEXT", "COMPOUND_TEXT"};
     return targets;
 }
 
 // On the accessibility thread: every target with its data, or nothing when
 // the owner stopped answering.
-std::optional<Pasteboard::Snapshot> readSnapshot()
+std::optional<Pasteboard::Snapshot> readSnapshot(platform::SelectionReader &reader)
 {
-    X11Windows::SelectionReader reader(X11Windows::Selection::Clipboard);
     Pasteboard::Snapshot snapshot;
     if (!reader.hasOwner()) {
         return snapshot;
@@ -84,13 +108,8 @@ std::optional<Pasteboard::Snapshot> readSnapshot()
 
 } // namespace
 
-Pasteboard &Pasteboard::general()
-{
-    static Pasteboard *instance = new Pasteboard; // lives as long as the application
-    return *instance;
-}
-
-Pasteboard::Pasteboard() : QObject(QGuiApplication::instance())
+Pasteboard::Pasteboard(const platform::Selections &selections, QObject *parent)
+    : QObject(parent), m_selections(selections)
 {
     m_clipboard = QGuiApplication::clipboard();
     connect(m_clipboard, &QClipboard::dataChanged, this, &Pasteboard::changed);
@@ -108,7 +127,9 @@ void Pasteboard::changed()
     const qint64 copier = m_lateCopier;
     const quint64 count = m_changeCount;
     AccessibilityThread::instance()
-        .run([] { return X11Windows::selectionOwnerProcessId(X11Windows::Selection::Clipboard); })
+        .run([selections = &m_selections] {
+            return selections->ownerProcessId(Selection::Clipboard);
+        })
         .then(this, [this, copier, count](qint64 owner) {
             // Someone else's copy, or a newer change: the clipboard is theirs.
             if (owner != copier || count != m_changeCount) {
@@ -151,8 +172,11 @@ QFuture<bool> Pasteboard::savePasteboardContents()
     if (m_lateCopyWindow.isActive()) {
         discardSnapshot(); // a new capture: the last one's wait is over
     }
-    return AccessibilityThread::instance().run(&readSnapshot).then(
-        this, [this](const std::optional<Snapshot> &snapshot) {
+    return AccessibilityThread::instance()
+        .run([selections = &m_selections] {
+            return readSnapshot(*selections->reader(Selection::Clipboard));
+        })
+        .then(this, [this](const std::optional<Snapshot> &snapshot) {
             if (!snapshot) {
                 qCCritical(lcCapture).noquote() << "The clipboard's owner did not answer";
                 return false;
@@ -176,13 +200,14 @@ void Pasteboard::restorePasteboardContents()
 
 QFuture<std::optional<QString>> Pasteboard::pasteboardString() const
 {
-    return AccessibilityThread::instance().run([]() -> std::optional<QString> {
-        X11Windows::SelectionReader reader(X11Windows::Selection::Clipboard);
-        const SelectionData text = reader.text(answerTimeoutMs, maxSnapshotBytes);
+    return AccessibilityThread::instance().run([selections =
+                                                    &m_selections]() -> std::optional<QString> {
+        const auto reader = selections->reader(Selection::Clipboard);
+        const SelectionData text = reader->text(answerTimeoutMs, maxSnapshotBytes);
         if (text.outcome != SelectionData::Outcome::Ok) {
             QString printed = QStringLiteral("none");
-            if (reader.hasOwner()) {
-                const QList<QByteArray> targets = reader.targets(answerTimeoutMs);
+            if (reader->hasOwner()) {
+                const QList<QByteArray> targets = reader->targets(answerTimeoutMs);
                 printed = QStringLiteral("[") + QString::fromLatin1(targets.join(", ")) + u']';
             }
             qCInfo(lcCapture).noquote() << QStringLiteral("No string type data found: ") + printed;

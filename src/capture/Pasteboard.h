@@ -11,15 +11,20 @@
 class QClipboard;
 class QMimeData;
 
-// The user's clipboard (the X11 CLIPBOARD selection) as the capture sees it:
-// a change counter and one snapshot slot. The owner of the clipboard is
+namespace platform {
+class Selections;
+} // namespace platform
+
+// The user's clipboard (the CLIPBOARD selection) as the capture sees it: a
+// change counter and one snapshot slot. The owner of the clipboard is
 // another application that may be slow or hung, so its contents are read on
 // the accessibility thread with bounded waits; the counter, the slot and the
-// restore live on the main thread.
+// restore live on the main thread. One for the process: it counts the
+// changes from its creation on.
 class Pasteboard : public QObject {
     Q_OBJECT
 public:
-    static Pasteboard &general();
+    explicit Pasteboard(const platform::Selections &selections, QObject *parent = nullptr);
 
     // Bumped on every change of the clipboard, by any client.
     quint64 changeCount() const { return m_changeCount; }
@@ -44,7 +49,7 @@ public:
     // The plain text on the clipboard, or nothing when it holds no text.
     QFuture<std::optional<QString>> pasteboardString() const;
 
-    // One format of a snapshot: the X11 target's name and its data.
+    // One format of a snapshot: the target's name and its data.
     using Snapshot = QList<std::pair<QByteArray, QByteArray>>;
     // The formats a restore offers again, in Qt's MIME names (text under
     // "text/plain", other targets under their own names). Targets that only
@@ -55,9 +60,9 @@ public:
     static constexpr qsizetype maxSnapshotBytes = 64 * 1024 * 1024;
 
 private:
-    Pasteboard();
     void changed();
 
+    const platform::Selections &m_selections;
     QClipboard *m_clipboard = nullptr;
     quint64 m_changeCount = 0;
     std::optional<Snapshot> m_snapshot;

@@ -4,7 +4,8 @@
 #include "CaptureLog.h"
 #include "CopyMenuItem.h"
 #include "Pasteboard.h"
-#include "X11Windows.h"
+#include "Selections.h"
+#include "Windows.h"
 
 #include <QCoreApplication>
 #include <QElapsedTimer>
@@ -106,11 +107,11 @@ void failRead(TextReadResult &result, const QString &what, AXError error)
 }
 
 // Runs on the accessibility thread.
-TextReadResult readByAXUI()
+TextReadResult readByAXUI(const platform::Windows &windows)
 {
     qCInfo(lcCapture).noquote() << "Getting selected text via AXUI";
     TextReadResult result;
-    const auto active = X11Windows::activeWindow();
+    const auto active = windows.active();
     result.activeProcessId = active ? active->processId : 0;
 
     AXResult<UIElement> focused;
@@ -179,8 +180,7 @@ TextReadResult readByAXUI()
         result.rangeLength = range.length();
     }
     if (!result.partial) {
-        const auto continues =
-            continuesInNeighbour(element, range, state.value->characterCount);
+        const auto continues = continuesInNeighbour(element, range, state.value->characterCount);
         if (continues.failed()) {
             result.answeredForText = false;
             failRead(result, QStringLiteral("Failed to get selected text, error: "),
@@ -197,10 +197,10 @@ TextReadResult readByAXUI()
 // Polls the change counter on the main thread's event loop; never blocks it.
 class PasteboardPoll : public QObject {
 public:
-    PasteboardPoll(quint64 baseline, qint64 copierProcessId,
+    PasteboardPoll(Pasteboard &pasteboard, quint64 baseline, qint64 copierProcessId,
                    std::shared_ptr<QPromise<std::optional<QString>>> promise)
-        : QObject(mainContext()), m_baseline(baseline), m_copier(copierProcessId),
-          m_promise(std::move(promise))
+        : QObject(&pasteboard), m_pasteboard(pasteboard), m_baseline(baseline),
+          m_copier(copierProcessId), m_promise(std::move(promise))
     {
         m_clock.start();
         m_timer.setInterval(pollIntervalMs);
@@ -219,13 +219,12 @@ private:
             qCInfo(lcCapture).noquote() << "pollTask timeout";
             return finish(std::nullopt);
         }
-        Pasteboard &pasteboard = Pasteboard::general();
-        if (pasteboard.changeCount() == m_baseline) {
+        if (m_pasteboard.changeCount() == m_baseline) {
             return;
         }
         // The new owner is another application: read it without waiting here.
         m_reading = true;
-        pasteboard.pasteboardString().then(this, [this](const std::optional<QString> &text) {
+        m_pasteboard.pasteboardString().then(this, [this](const std::optional<QString> &text) {
             m_reading = false;
             if (text) {
                 qCInfo(lcCapture).noquote() << "New Pasteboard content: " + *text;
@@ -240,19 +239,19 @@ private:
     {
         m_done = true;
         m_timer.stop();
-        Pasteboard &pasteboard = Pasteboard::general();
-        if (pasteboard.changeCount() != m_baseline) {
-            pasteboard.restorePasteboardContents();
+        if (m_pasteboard.changeCount() != m_baseline) {
+            m_pasteboard.restorePasteboardContents();
         } else {
             // Nothing was copied in time: the user's clipboard stays with its
             // owner, and is put back should the application copy after all.
-            pasteboard.restoreAfterLateCopy(m_copier, lateCopyWindowMs);
+            m_pasteboard.restoreAfterLateCopy(m_copier, lateCopyWindowMs);
         }
         m_promise->addResult(std::move(result));
         m_promise->finish();
         deleteLater();
     }
 
+    Pasteboard &m_pasteboard;
     quint64 m_baseline;
     qint64 m_copier;
     std::shared_ptr<QPromise<std::optional<QString>>> m_promise;
@@ -262,28 +261,30 @@ private:
     bool m_done = false;
 };
 
-QFuture<std::optional<QString>> copyMenuStep()
+QFuture<std::optional<QString>> copyMenuStep(const Context &context)
 {
     qCInfo(lcCapture).noquote() << "Getting selected text by menu bar action copy";
     auto promise = std::make_shared<QPromise<std::optional<QString>>>();
     promise->start();
     AccessibilityThread::instance()
-        .run([] {
-            const UIElement item = CopyMenuItem::findEnabledCopyItem();
+        .run([context] {
+            const UIElement item = CopyMenuItem::findEnabledCopyItem(context.windows, context.keys);
             const qint64 processId = item.isNull() ? 0 : item.processId().value.value_or(0);
             return std::pair{item, processId};
         })
-        .then(mainContext(), [promise](const std::pair<UIElement, qint64> &found) {
+        .then(mainContext(), [promise, context](const std::pair<UIElement, qint64> &found) {
             const auto &[item, processId] = found;
             if (item.isNull()) {
                 promise->addResult(std::nullopt);
                 promise->finish();
                 return;
             }
-            getNextPasteboardContent(pressTrigger(item), processId)
-                .then(mainContext(), [promise](const std::optional<QString> &text) {
+            getNextPasteboardContent(context.pasteboard, pressTrigger(item), processId)
+                .then(mainContext(), [promise, context](const std::optional<QString> &text) {
                     AccessibilityThread::instance()
-                        .run([] { return CopyMenuItem::leaveMenuMode(); })
+                        .run([context] {
+                            return CopyMenuItem::leaveMenuMode(context.windows, context.keys);
+                        })
                         .then(mainContext(), [promise, text](bool) {
                             promise->addResult(text);
                             promise->finish();
@@ -307,13 +308,13 @@ struct Fallback {
     Step run;
 };
 
-QList<Fallback> fallbacks(const Sources &sources)
+QList<Fallback> fallbacks(const Sources &sources, const Context &context)
 {
     QList<Fallback> list;
     if (sources.primary) {
         list.append({Source::Primary, QStringLiteral("PRIMARY selection"),
-                     [](const TextReadResult &ax) {
-                         return getSelectedTextByPrimary(ax.activeProcessId)
+                     [context](const TextReadResult &ax) {
+                         return getSelectedTextByPrimary(context.selections, ax.activeProcessId)
                              .then([](const PrimaryReadResult &r) {
                                  return Attempt{r.text, r.unresponsive};
                              });
@@ -321,8 +322,8 @@ QList<Fallback> fallbacks(const Sources &sources)
     }
     if (sources.copyMenu) {
         list.append({Source::CopyMenuItem, QStringLiteral("menu action copy"),
-                     [](const TextReadResult &) {
-                         return copyMenuStep().then([](const std::optional<QString> &text) {
+                     [context](const TextReadResult &) {
+                         return copyMenuStep(context).then([](const std::optional<QString> &text) {
                              return Attempt{text, false};
                          });
                      }});
@@ -341,39 +342,39 @@ void runFallbacks(std::shared_ptr<QPromise<CaptureResult>> promise, TextReadResu
         return;
     }
     const Fallback step = remaining.takeFirst();
-    step.run(ax).then(mainContext(), [promise, ax, remaining, timedOut,
-                                      step](const Attempt &attempt) {
-        const bool anyTimedOut = timedOut || attempt.timedOut;
-        std::optional<QString> text = attempt.text;
-        if (text) {
-            text->remove(QChar(0));
-        }
-        // A source that claims the whole selection must agree with what the
-        // focused element shows of it.
-        const bool disagrees =
-            text && !text->isEmpty() && ax.partial &&
-            !(ax.offsetsSuspect ? hasReportedLength(*text, ax.rangeLength)
-                                : containsPart(*text, ax.text.value_or(QString())));
-        if (disagrees) {
-            qCInfo(lcCapture).noquote()
-                << "The " + step.name + " does not hold the selection the application shows";
-            text.reset();
-        }
-        if (text && !text->isEmpty() && text->contains(objectReplacement)) {
-            qCInfo(lcCapture).noquote() << "The " + step.name + " holds placeholders, not text";
-            text.reset();
-        }
-        if (text && !text->isEmpty()) {
-            qCInfo(lcCapture).noquote() << "Successfully got non-empty text via " + step.name;
-            promise->addResult(CaptureResult{text, step.source, anyTimedOut});
-            promise->finish();
-            return;
-        }
-        if (text) {
-            qCInfo(lcCapture).noquote() << "The " + step.name + " returned empty text";
-        }
-        runFallbacks(promise, ax, remaining, anyTimedOut);
-    });
+    step.run(ax).then(
+        mainContext(), [promise, ax, remaining, timedOut, step](const Attempt &attempt) {
+            const bool anyTimedOut = timedOut || attempt.timedOut;
+            std::optional<QString> text = attempt.text;
+            if (text) {
+                text->remove(QChar(0));
+            }
+            // A source that claims the whole selection must agree with what the
+            // focused element shows of it.
+            const bool disagrees =
+                text && !text->isEmpty() && ax.partial &&
+                !(ax.offsetsSuspect ? hasReportedLength(*text, ax.rangeLength)
+                                    : containsPart(*text, ax.text.value_or(QString())));
+            if (disagrees) {
+                qCInfo(lcCapture).noquote()
+                    << "The " + step.name + " does not hold the selection the application shows";
+                text.reset();
+            }
+            if (text && !text->isEmpty() && text->contains(objectReplacement)) {
+                qCInfo(lcCapture).noquote() << "The " + step.name + " holds placeholders, not text";
+                text.reset();
+            }
+            if (text && !text->isEmpty()) {
+                qCInfo(lcCapture).noquote() << "Successfully got non-empty text via " + step.name;
+                promise->addResult(CaptureResult{text, step.source, anyTimedOut});
+                promise->finish();
+                return;
+            }
+            if (text) {
+                qCInfo(lcCapture).noquote() << "The " + step.name + " returned empty text";
+            }
+            runFallbacks(promise, ax, remaining, anyTimedOut);
+        });
 }
 
 } // namespace
@@ -391,7 +392,8 @@ bool hasReportedLength(const QString &text, int length)
     qsizetype astral = 0;
     for (qsizetype i = 0; i < text.size(); ++i) {
         ++characters;
-        if (text.at(i).isHighSurrogate() && i + 1 < text.size() && text.at(i + 1).isLowSurrogate()) {
+        if (text.at(i).isHighSurrogate() && i + 1 < text.size() &&
+            text.at(i + 1).isLowSurrogate()) {
             ++astral;
             ++i;
         }
@@ -418,27 +420,29 @@ bool containsPart(const QString &whole, const QString &part)
     return true;
 }
 
-QFuture<TextReadResult> getSelectedTextByAXUI()
+QFuture<TextReadResult> getSelectedTextByAXUI(const platform::Windows &windows)
 {
-    return AccessibilityThread::instance().run(&readByAXUI);
+    return AccessibilityThread::instance().run(
+        [windows = &windows] { return readByAXUI(*windows); });
 }
 
-QFuture<PrimaryReadResult> getSelectedTextByPrimary(qint64 activeProcessId)
+QFuture<PrimaryReadResult> getSelectedTextByPrimary(const platform::Selections &selections,
+                                                    qint64 activeProcessId)
 {
-    return AccessibilityThread::instance().run([activeProcessId] {
+    return AccessibilityThread::instance().run([selections = &selections, activeProcessId] {
         PrimaryReadResult result;
         qCInfo(lcCapture).noquote() << "Getting selected text via PRIMARY selection";
-        const qint64 owner = X11Windows::selectionOwnerProcessId(X11Windows::Selection::Primary);
+        const qint64 owner = selections->ownerProcessId(platform::Selection::Primary);
         if (owner <= 0 || activeProcessId <= 0 || owner != activeProcessId) {
             // Another window's selection may be stale: it is not what the user sees selected.
             qCInfo(lcCapture).noquote()
                 << "PRIMARY selection is not owned by the active application";
             return result;
         }
-        X11Windows::SelectionReader reader(X11Windows::Selection::Primary);
-        const auto read = reader.text(AccessibilityThread::callTimeoutMs,
-                                      qsizetype(maxSelectionCharacters) * 4);
-        using Outcome = X11Windows::SelectionData::Outcome;
+        const auto read =
+            selections->reader(platform::Selection::Primary)
+                ->text(AccessibilityThread::callTimeoutMs, qsizetype(maxSelectionCharacters) * 4);
+        using Outcome = platform::SelectionData::Outcome;
         if (read.outcome == Outcome::TimedOut) {
             qCCritical(lcCapture).noquote() << "PRIMARY selection owner did not answer";
             result.unresponsive = true;
@@ -462,7 +466,8 @@ std::function<QFuture<AXError>()> pressTrigger(const UIElement &item)
 }
 
 QFuture<std::optional<QString>>
-getNextPasteboardContent(const std::function<QFuture<AXError>()> &trigger, qint64 copierProcessId)
+getNextPasteboardContent(Pasteboard &pasteboard, const std::function<QFuture<AXError>()> &trigger,
+                         qint64 copierProcessId)
 {
     qCInfo(lcCapture).noquote() << "Getting next pasteboard content";
     auto promise = std::make_shared<QPromise<std::optional<QString>>>();
@@ -474,40 +479,39 @@ getNextPasteboardContent(const std::function<QFuture<AXError>()> &trigger, qint6
     // The snapshot comes first: the press runs on another thread, and a
     // snapshot taken after the target's copy would put the copied text back
     // instead of the user's contents.
-    Pasteboard::general().savePasteboardContents().then(
-        mainContext(), [trigger, answer, promise, copierProcessId](bool saved) {
-            if (!saved) {
-                // Whatever the owner holds could not be put back after a copy.
+    Pasteboard *const board = &pasteboard;
+    board->savePasteboardContents().then(board, [board, trigger, answer, promise,
+                                                 copierProcessId](bool saved) {
+        if (!saved) {
+            // Whatever the owner holds could not be put back after a copy.
+            return answer(std::nullopt);
+        }
+        const quint64 baseline = board->changeCount();
+        qCInfo(lcCapture).noquote() << "Executing trigger action";
+        trigger().then(board, [board, promise, answer, baseline, copierProcessId](AXError error) {
+            if (error != AXError::Success) {
+                qCCritical(lcCapture).noquote()
+                    << "Failed to execute trigger action: " + axErrorText(error);
+                if (board->changeCount() != baseline) {
+                    board->restorePasteboardContents();
+                } else {
+                    board->discardSnapshot();
+                }
                 return answer(std::nullopt);
             }
-            const quint64 baseline = Pasteboard::general().changeCount();
-            qCInfo(lcCapture).noquote() << "Executing trigger action";
-            trigger().then(mainContext(), [promise, answer, baseline,
-                                           copierProcessId](AXError error) {
-                if (error != AXError::Success) {
-                    qCCritical(lcCapture).noquote()
-                        << "Failed to execute trigger action: " + axErrorText(error);
-                    Pasteboard &pasteboard = Pasteboard::general();
-                    if (pasteboard.changeCount() != baseline) {
-                        pasteboard.restorePasteboardContents();
-                    } else {
-                        pasteboard.discardSnapshot();
-                    }
-                    return answer(std::nullopt);
-                }
-                // Owned by the application; deletes itself.
-                new PasteboardPoll(baseline, copierProcessId, promise);
-            });
+            // Owned by the pasteboard; deletes itself.
+            new PasteboardPoll(*board, baseline, copierProcessId, promise);
         });
+    });
     return promise->future();
 }
 
-QFuture<std::optional<QString>> getSelectedTextByMenuBarActionCopy()
+QFuture<std::optional<QString>> getSelectedTextByMenuBarActionCopy(const Context &context)
 {
-    return copyMenuStep();
+    return copyMenuStep(context);
 }
 
-QFuture<CaptureResult> captureSelection()
+QFuture<CaptureResult> captureSelection(const Context &context)
 {
     qCInfo(lcCapture).noquote() << "Attempting to get selected text";
     auto promise = std::make_shared<QPromise<CaptureResult>>();
@@ -516,14 +520,14 @@ QFuture<CaptureResult> captureSelection()
 
     QFuture<TextReadResult> accessibility;
     if (sources.accessibility) {
-        accessibility = getSelectedTextByAXUI();
+        accessibility = getSelectedTextByAXUI(context.windows);
     } else {
         qCInfo(lcCapture).noquote() << "The accessibility text read is turned off";
         TextReadResult off;
         off.error = static_cast<int>(AXError::APIDisabled);
         accessibility = ready(off);
     }
-    accessibility.then(mainContext(), [promise, sources](const TextReadResult &ax) {
+    accessibility.then(mainContext(), [promise, sources, context](const TextReadResult &ax) {
         if (!ax.answeredForText) {
             qCCritical(lcCapture).noquote()
                 << "Failed to get text via AXUI: " + axErrorText(ax.error);
@@ -545,14 +549,14 @@ QFuture<CaptureResult> captureSelection()
                 << "The selection goes on beyond the focused element; reading it whole";
         }
         // A time-out of the accessibility read lets the next source run.
-        runFallbacks(promise, ax, fallbacks(sources), ax.unresponsive);
+        runFallbacks(promise, ax, fallbacks(sources, context), ax.unresponsive);
     });
     return promise->future();
 }
 
-QFuture<std::optional<QString>> getSelectedText()
+QFuture<std::optional<QString>> getSelectedText(const Context &context)
 {
-    return captureSelection().then([](const CaptureResult &result) { return result.text; });
+    return captureSelection(context).then([](const CaptureResult &result) { return result.text; });
 }
 
 } // namespace SelectionCapture

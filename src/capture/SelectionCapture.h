@@ -7,6 +7,14 @@
 #include <functional>
 #include <optional>
 
+class Pasteboard;
+
+namespace platform {
+class KeyInput;
+class Selections;
+class Windows;
+} // namespace platform
+
 // What text has the user selected in the active application right now?
 // Every entry point is asynchronous: the main thread never waits on another
 // application. Continuations run on the main thread.
@@ -39,6 +47,15 @@ struct TextReadResult {
     qint64 activeProcessId = 0;
 };
 
+// What a capture reads from: the desktop and the user's clipboard. Each must
+// outlive the captures started with it.
+struct Context {
+    const platform::Windows &windows;
+    const platform::Selections &selections;
+    const platform::KeyInput &keys;
+    Pasteboard &pasteboard;
+};
+
 struct CaptureResult {
     std::optional<QString> text;
     std::optional<Source> source;
@@ -46,17 +63,18 @@ struct CaptureResult {
 };
 
 // The whole chain. Never fails; no text (or only empty text) gives nothing.
-QFuture<std::optional<QString>> getSelectedText();
-QFuture<CaptureResult> captureSelection();
+QFuture<std::optional<QString>> getSelectedText(const Context &context);
+QFuture<CaptureResult> captureSelection(const Context &context);
 
 // The steps, each usable on its own (main thread).
-QFuture<TextReadResult> getSelectedTextByAXUI();
+QFuture<TextReadResult> getSelectedTextByAXUI(const platform::Windows &windows);
 struct PrimaryReadResult {
     std::optional<QString> text;
     bool unresponsive = false;
 };
-QFuture<PrimaryReadResult> getSelectedTextByPrimary(qint64 activeProcessId);
-QFuture<std::optional<QString>> getSelectedTextByMenuBarActionCopy();
+QFuture<PrimaryReadResult> getSelectedTextByPrimary(const platform::Selections &selections,
+                                                    qint64 activeProcessId);
+QFuture<std::optional<QString>> getSelectedTextByMenuBarActionCopy(const Context &context);
 
 // Runs trigger (which answers AXError::Success when it did its part), then
 // polls the clipboard every 5 ms for at most pollTimeoutMs for new plain
@@ -65,7 +83,7 @@ QFuture<std::optional<QString>> getSelectedTextByMenuBarActionCopy();
 // after the wait. When the clipboard's owner does not answer, nothing is
 // triggered (its contents could not be put back) and the answer is nothing.
 QFuture<std::optional<QString>>
-getNextPasteboardContent(const std::function<QFuture<AXError>()> &trigger,
+getNextPasteboardContent(Pasteboard &pasteboard, const std::function<QFuture<AXError>()> &trigger,
                          qint64 copierProcessId = 0);
 
 // The trigger that presses a menu item through its Action.

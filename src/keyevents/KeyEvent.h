@@ -1,13 +1,15 @@
 #pragma once
 
+#include "Keys.h"
+
 #include <QJsonObject>
 #include <QList>
 #include <QString>
 #include <optional>
 
 // A described keystroke: one key and the modifier keys held with it. Key codes
-// are the Mac virtual key codes, kept as the stored form; the X11 keysym of
-// each key is chosen when it is posted (KeySynthesisX11.cpp).
+// are the Mac virtual key codes, kept as the stored form; the key table
+// (Keys.h) gives each key its code, keysym and character.
 struct KeyEvent {
     // Declaration order matters: character lookup takes the first match.
     enum class Key {
@@ -120,7 +122,7 @@ struct KeyEvent {
         jisEisu,
         jisKana,
     };
-    static constexpr int keyCount = 108;
+    static constexpr int keyCount = Keys::count;
 
     enum class Modifier { capsLock, command, control, function, help, numPad, option, shift };
     static constexpr int modifierCount = 8;

@@ -1,12 +1,11 @@
 #include "KeyEventSender.h"
 
-#include "KeySynthesis.h"
-#include "X11Windows.h"
+#include "KeyInput.h"
 
-#include <QElapsedTimer>
+#include <QStringList>
 #include <QTextBoundaryFinder>
-#include <QThread>
-#include <cstdio>
+
+Q_LOGGING_CATEGORY(lcKeyEvents, "vellumo.keyevents", QtWarningMsg)
 
 namespace {
 
@@ -15,28 +14,63 @@ bool isUpperCase(const QString &cluster)
     return cluster.toUpper() == cluster && cluster.toLower() != cluster;
 }
 
-// Activation goes through the window manager; wait until it took effect.
-void makeActive(const RunningApplication &application)
+QList<quint32> modifierKeysyms(KeyEvent::Modifier modifier)
 {
-    const auto active = X11Windows::activeWindow();
-    if (active && active->processId == application.processId) {
-        return;
+    switch (modifier) {
+    case KeyEvent::Modifier::command:
+        return {platform::Keysym::superL};
+    case KeyEvent::Modifier::control:
+        return {platform::Keysym::controlL};
+    case KeyEvent::Modifier::option:
+        return {platform::Keysym::altL};
+    case KeyEvent::Modifier::shift:
+        return {platform::Keysym::shiftL};
+    case KeyEvent::Modifier::capsLock:
+    case KeyEvent::Modifier::function:
+    case KeyEvent::Modifier::help:
+    case KeyEvent::Modifier::numPad:
+        return {};
     }
-    X11Windows::activateWindow(application.windowId);
-    QElapsedTimer clock;
-    clock.start();
-    while (clock.elapsed() < 300) {
-        const auto now = X11Windows::activeWindow();
-        if (now && now->processId == application.processId) {
-            return;
-        }
-        QThread::msleep(5);
+    return {};
+}
+
+QString describe(const platform::KeyChord &chord)
+{
+    QStringList keysyms;
+    for (const quint32 keysym : chord.modifiers + QList<quint32>{chord.key}) {
+        keysyms.append(QStringLiteral("0x%1").arg(keysym, 0, 16));
     }
+    return keysyms.join(u'+');
 }
 
 } // namespace
 
-std::variant<KeyEventSender, KeyEventSenderError> KeyEventSender::forString(const QString &text)
+bool KeyEventSender::send(const platform::KeyChord &chord, bool sendKeyUp) const
+{
+    if (m_input.post(chord, sendKeyUp)) {
+        return true;
+    }
+    qCWarning(lcKeyEvents).noquote()
+        << QStringLiteral("Cannot post the keystroke %1: no display, or a key this keyboard lacks")
+               .arg(describe(chord));
+    return false;
+}
+
+bool KeyEventSender::send(const KeyEvent &event, bool sendKeyUp) const
+{
+    return send(chordFor(event), sendKeyUp);
+}
+
+bool KeyEventSender::send(const QList<KeyEvent> &events, bool sendKeyUp) const
+{
+    bool all = true;
+    for (const KeyEvent &event : events) {
+        all = send(event, sendKeyUp) && all;
+    }
+    return all;
+}
+
+std::variant<QList<KeyEvent>, KeyEventSenderError> KeyEventSender::eventsFor(const QString &text)
 {
     QList<KeyEvent> events;
     QTextBoundaryFinder finder(QTextBoundaryFinder::Grapheme, text);
@@ -52,73 +86,20 @@ std::variant<KeyEventSender, KeyEventSenderError> KeyEventSender::forString(cons
         events.append(KeyEvent{*key, isUpperCase(cluster) ? QList{KeyEvent::Modifier::shift}
                                                           : QList<KeyEvent::Modifier>{}});
     }
-    return KeyEventSender(events);
+    return events;
 }
 
-void KeyEventSender::sendGlobally(bool sendKeyUp) const
+platform::KeyChord KeyEventSender::chordFor(const KeyEvent &event)
 {
-    for (const KeyEvent &event : m_events) {
-        // A key without a keycode in the current keymap is skipped silently.
-        KeySynthesis::post(KeySynthesis::chordFor(event), sendKeyUp);
-    }
-}
-
-void KeyEventSender::send(const RunningApplication &application, bool sendKeyUp) const
-{
-    makeActive(application);
-    sendGlobally(sendKeyUp);
-}
-
-std::optional<KeyEventSenderError> KeyEventSender::sendToFrontmostApplication(bool) const
-{
-    const auto front = RunningApplication::frontmost();
-    if (!front) {
-        return KeyEventSenderError{QStringLiteral("No frontmost application exists.")};
-    }
-    send(*front, true);
-    return std::nullopt;
-}
-
-std::optional<KeyEventSenderError> KeyEventSender::send(const QString &applicationNamed,
-                                                        bool sendKeyUp) const
-{
-    for (const RunningApplication &app : RunningApplication::all()) {
-        if (app.localizedName == applicationNamed) {
-            send(app, sendKeyUp);
-            return std::nullopt;
+    platform::KeyChord chord;
+    chord.key = Keys::keys()[static_cast<size_t>(event.key)].keysym;
+    for (const KeyEvent::Modifier m : event.modifiers) {
+        for (const quint32 keysym : modifierKeysyms(m)) {
+            // [command, command] holds Super once, as its flags would say.
+            if (!chord.modifiers.contains(keysym)) {
+                chord.modifiers.append(keysym);
+            }
         }
     }
-    return KeyEventSenderError{QStringLiteral("Application with name \"%1\" either does not exist, "
-                                              "or is not currently running.")
-                                   .arg(applicationNamed)};
-}
-
-void KeyEventSender::sendPrintingErrors(const QString &applicationNamed, bool sendKeyUp) const
-{
-    if (const auto error = send(applicationNamed, sendKeyUp)) {
-        std::printf("%s\n", qPrintable(error->message));
-        std::fflush(stdout);
-    }
-}
-
-void KeyEventSender::sendToAllApplications(bool sendKeyUp) const
-{
-    for (const RunningApplication &app : RunningApplication::all()) {
-        send(app, sendKeyUp);
-    }
-}
-
-std::optional<KeyEventSenderError> KeyEventSender::send(const Predicate &where,
-                                                        bool sendKeyUp) const
-{
-    for (const RunningApplication &app : RunningApplication::all()) {
-        const auto verdict = where(app);
-        if (const auto *error = std::get_if<KeyEventSenderError>(&verdict)) {
-            return *error;
-        }
-        if (std::get<bool>(verdict)) {
-            send(app, sendKeyUp);
-        }
-    }
-    return std::nullopt;
+    return chord;
 }

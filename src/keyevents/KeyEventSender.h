@@ -1,50 +1,45 @@
 #pragma once
 
+#include "KeyChord.h"
 #include "KeyEvent.h"
-#include "RunningApplication.h"
 
 #include <QList>
+#include <QLoggingCategory>
 #include <QString>
-#include <functional>
-#include <optional>
 #include <variant>
+
+Q_DECLARE_LOGGING_CATEGORY(lcKeyEvents)
+
+namespace platform {
+class KeyInput;
+} // namespace platform
 
 struct KeyEventSenderError {
     QString message;
 };
 
-// Posts described keystrokes as synthetic X input (XTest).
-//
-// X11 delivers synthetic input to whichever window has the focus; there is
-// no per-process queue like the Mac's. "Sending to an application" therefore
-// makes that application's window the active one first and then posts, so
-// the events reach it only while it stays active. Calls block for the posting
-// (and, for another application, up to 300 ms of activation): use them off the
-// main thread or accept that cost.
+// Posts keystrokes into the window that has the keyboard focus, through the
+// desktop's synthetic key input: described keystrokes, each as the chord of
+// its key and modifier keys, and chords as a desktop asks for them (the
+// paste). The desktop delivers synthetic input to the focused window only,
+// so the caller makes sure it is the right one. Calls block for the posting;
+// any thread.
 class KeyEventSender {
 public:
-    explicit KeyEventSender(QList<KeyEvent> events = {}) : m_events(std::move(events)) {}
-    KeyEventSender(KeyEvent::Key key, QList<KeyEvent::Modifier> modifiers)
-        : m_events{KeyEvent{key, std::move(modifiers)}}
-    {}
+    explicit KeyEventSender(const platform::KeyInput &input) : m_input(input) {}
+
+    // False when a keystroke could not be posted (logged); the others are
+    // posted all the same.
+    bool send(const KeyEvent &event, bool sendKeyUp = true) const;
+    bool send(const QList<KeyEvent> &events, bool sendKeyUp = true) const;
+    bool send(const platform::KeyChord &chord, bool sendKeyUp = true) const;
+
     // One event per character; upper-case characters add shift.
-    static std::variant<KeyEventSender, KeyEventSenderError> forString(const QString &text);
-
-    const QList<KeyEvent> &events() const { return m_events; }
-
-    void sendGlobally(bool sendKeyUp = true) const;
-    void send(const RunningApplication &application, bool sendKeyUp = true) const;
-    // Always sends key-ups, whatever sendKeyUp says.
-    std::optional<KeyEventSenderError> sendToFrontmostApplication(bool sendKeyUp = true) const;
-    std::optional<KeyEventSenderError> send(const QString &applicationNamed,
-                                            bool sendKeyUp = true) const;
-    // As above, printing the error to standard output instead of answering it.
-    void sendPrintingErrors(const QString &applicationNamed, bool sendKeyUp = true) const;
-    void sendToAllApplications(bool sendKeyUp = true) const;
-    using Predicate =
-        std::function<std::variant<bool, KeyEventSenderError>(const RunningApplication &)>;
-    std::optional<KeyEventSenderError> send(const Predicate &where, bool sendKeyUp = true) const;
+    static std::variant<QList<KeyEvent>, KeyEventSenderError> eventsFor(const QString &text);
+    // Modifiers without a key of their own add nothing: function, help,
+    // numPad, and capsLock, whose press would toggle the lock instead.
+    static platform::KeyChord chordFor(const KeyEvent &event);
 
 private:
-    QList<KeyEvent> m_events;
+    const platform::KeyInput &m_input;
 };

@@ -1,20 +1,21 @@
 #include "CommandPopup.h"
 
-#include "Compositor.h"
 #include "ContentView.h"
-#include "KeyboardGrab.h"
+#include "PopupSupport.h"
 
 #include <QTimer>
 
 #include <QVBoxLayout>
 
-CommandPopup::CommandPopup(const QString &text, VendorManager &vendorManager)
-    : QWidget(nullptr, Qt::Popup | Qt::FramelessWindowHint | Qt::NoDropShadowWindowHint)
+CommandPopup::CommandPopup(const QString &text, VendorManager &vendorManager,
+                           KeychainService &keychain, const platform::PopupSupport &popups)
+    : QWidget(nullptr, Qt::Popup | Qt::FramelessWindowHint | Qt::NoDropShadowWindowHint),
+      m_popups(popups)
 {
     setObjectName(QStringLiteral("VellumoCommandPopup"));
     setWindowTitle(QStringLiteral("Vellumo"));
-    m_contentView = new ContentView(text, vendorManager, this);
-    const bool translucent = Compositor::isRunning();
+    m_contentView = new ContentView(text, vendorManager, keychain, popups, this);
+    const bool translucent = popups.isCompositing();
     m_contentView->setTranslucent(translucent);
     setAttribute(Qt::WA_TranslucentBackground, translucent);
     auto *layout = new QVBoxLayout(this);
@@ -58,10 +59,10 @@ void CommandPopup::takeKeyboard()
     if (!isVisible() || !windowHandle()) {
         return;
     }
-    const KeyboardGrab::Outcome outcome = KeyboardGrab::take(windowHandle());
+    const auto outcome = m_popups.grabKeyboard(windowHandle());
     // Another client's grab (an application's open menu) ends soon: try
     // again shortly, for a little while.
-    if (outcome == KeyboardGrab::Outcome::HeldByAnother && ++m_grabAttempts < 50) {
+    if (outcome == platform::PopupSupport::GrabOutcome::HeldByAnother && ++m_grabAttempts < 50) {
         QTimer::singleShot(10, this, &CommandPopup::takeKeyboard);
     }
 }

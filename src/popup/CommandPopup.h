@@ -3,7 +3,12 @@
 #include <QWidget>
 
 class ContentView;
+class KeychainService;
 class VendorManager;
+
+namespace platform {
+class PopupSupport;
+} // namespace platform
 
 // The popup window: one frameless Qt::Popup holding a ContentView. As a
 // popup it grabs the keyboard and pointer while shown, so the application
@@ -14,7 +19,8 @@ class CommandPopup : public QWidget {
     Q_OBJECT
 
 public:
-    CommandPopup(const QString &text, VendorManager &vendorManager);
+    CommandPopup(const QString &text, VendorManager &vendorManager, KeychainService &keychain,
+                 const platform::PopupSupport &popups);
 
     ContentView *contentView() const { return m_contentView; }
 
@@ -34,6 +40,7 @@ protected:
 private:
     void takeKeyboard();
 
+    const platform::PopupSupport &m_popups;
     ContentView *m_contentView;
     int m_grabAttempts = 0;
 };

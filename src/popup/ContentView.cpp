@@ -3,12 +3,12 @@
 #include "APIError.h"
 #include "CommandStore.h"
 #include "CommandsList.h"
-#include "Compositor.h"
 #include "ErrorMessageView.h"
 #include "KeychainService.h"
 #include "LoadingOverlay.h"
 #include "NotConfiguredView.h"
 #include "PopupStyle.h"
+#include "PopupSupport.h"
 #include "SearchField.h"
 #include "VendorManager.h"
 
@@ -33,9 +33,10 @@ bool isReturn(const QKeyEvent *event)
 
 } // namespace
 
-ContentView::ContentView(QString text, VendorManager &vendorManager, QWidget *parent)
+ContentView::ContentView(QString text, VendorManager &vendorManager, KeychainService &keychain,
+                         const platform::PopupSupport &popups, QWidget *parent)
     : QWidget(parent), m_text(std::move(text)), m_vendorManager(vendorManager),
-      m_stack(new QStackedWidget(this)), m_commandsPage(new QWidget(m_stack)),
+      m_keychain(keychain), m_stack(new QStackedWidget(this)), m_commandsPage(new QWidget(m_stack)),
       m_searchField(new SearchField(m_commandsPage)),
       m_errorView(new ErrorMessageView(m_commandsPage)),
       m_commandsList(new CommandsList(m_commandsPage)),
@@ -78,7 +79,7 @@ ContentView::ContentView(QString text, VendorManager &vendorManager, QWidget *pa
     connect(&m_vendorManager, &VendorManager::keyPresenceChanged, this, &ContentView::rebuild,
             Qt::QueuedConnection);
 
-    setTranslucent(Compositor::isRunning());
+    setTranslucent(popups.isCompositing());
     rebuild();
 }
 
@@ -100,7 +101,7 @@ QList<AICommand> ContentView::filteredCommands() const
 
 bool ContentView::providerReady() const
 {
-    const KeychainService &keys = KeychainService::shared();
+    const KeychainService &keys = m_keychain;
     const std::optional<AIVendor> vendor = m_vendorManager.defaultVendor();
     if (!vendor) {
         // When the key store cannot tell, running a command says why.

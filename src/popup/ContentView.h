@@ -10,12 +10,17 @@
 
 class CommandsList;
 class ErrorMessageView;
+class KeychainService;
 class LoadingOverlay;
 class NotConfiguredView;
 class QKeyEvent;
 class QStackedWidget;
 class SearchField;
 class VendorManager;
+
+namespace platform {
+class PopupSupport;
+} // namespace platform
 
 // The inside of the command popup, made afresh for every popup: a search
 // field, an optional error banner and the list of commands, or the
@@ -36,7 +41,8 @@ public:
 
     static const QString noProviderMessage;
 
-    ContentView(QString text, VendorManager &vendorManager, QWidget *parent = nullptr);
+    ContentView(QString text, VendorManager &vendorManager, KeychainService &keychain,
+                const platform::PopupSupport &popups, QWidget *parent = nullptr);
 
     void setOnTextReplace(TextReplaceCallback callback) { m_onTextReplace = std::move(callback); }
     void setOnClose(Callback callback) { m_onClose = std::move(callback); }
@@ -106,6 +112,7 @@ private:
 
     QString m_text;
     VendorManager &m_vendorManager;
+    KeychainService &m_keychain;
     TextReplaceCallback m_onTextReplace;
     Callback m_onClose;
     Callback m_openSettings;

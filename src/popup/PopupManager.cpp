@@ -16,13 +16,12 @@
 using Console::printLine;
 using Console::printPrivateLine;
 
-PopupManager &PopupManager::shared()
-{
-    static PopupManager *instance = new PopupManager();
-    return *instance;
-}
-
-PopupManager::PopupManager(QObject *parent) : QObject(parent)
+PopupManager::PopupManager(const platform::Windows &windows, const platform::Selections &selections,
+                           const platform::KeyInput &keys, const platform::PopupSupport &popups,
+                           VendorManager &vendors, KeychainService &keychain, QObject *parent)
+    : QObject(parent), m_windows(windows), m_selections(selections), m_keys(keys), m_popups(popups),
+      m_vendors(vendors), m_keychain(keychain), m_pasteboard(selections),
+      m_textService(windows, selections, keys), m_accessibility(windows)
 {
     // The next popup is built while nothing else happens, once the current
     // one is on screen, so a press only has to fill it in and show it.
@@ -67,12 +66,30 @@ void PopupManager::setupGlobalShortcut()
         this);
 }
 
+PopupManager::~PopupManager()
+{
+    delete m_spare.data();
+    delete m_popover.data();
+}
+
+CommandPopup *PopupManager::makePopup(const QString &text) const
+{
+    // A window of its own, without a parent: closePopup() deletes it, and
+    // the destructor the ones left.
+    return new CommandPopup(text, m_vendors, m_keychain, m_popups);
+}
+
+SelectionCapture::Context PopupManager::captureContext()
+{
+    return {m_windows, m_selections, m_keys, m_pasteboard};
+}
+
 void PopupManager::prepareSpare()
 {
     if (m_spare) {
         return;
     }
-    m_spare = new CommandPopup(QString(), VendorManager::shared());
+    m_spare = makePopup(QString());
     m_spare->prepare();
 }
 
@@ -91,7 +108,7 @@ void PopupManager::handleShortcut()
     printLine(QStringLiteral("Hotkey pressed, getting selected text..."));
     // Keys stored or removed since the last popup show in this one; the
     // store answers on its own thread while the selection is read.
-    KeychainService::shared().refreshPresence();
+    m_keychain.refreshPresence();
     // While the shortcut's key is down, the X server holds the keyboard for
     // Vellumo, and toolkits take that for a lost focus: GTK and LibreOffice
     // then report no focused text. The selection is read once the key is
@@ -109,8 +126,8 @@ void PopupManager::captureSelection()
 {
     // The window that was active when the shortcut fired: the popup never
     // takes the focus, so it is also the one to paste into.
-    const std::optional<X11Windows::WindowInfo> activeAtPress = X11Windows::activeWindow();
-    SelectionCapture::getSelectedText()
+    const std::optional<platform::Window> activeAtPress = m_windows.active();
+    SelectionCapture::getSelectedText(captureContext())
         .then(this,
               [this, activeAtPress](const std::optional<QString> &text) {
                   if (!text) {
@@ -129,7 +146,7 @@ void PopupManager::captureSelection()
 
 void PopupManager::showPopup(const QString &text)
 {
-    const std::optional<X11Windows::WindowInfo> original = m_originalApp;
+    const std::optional<platform::Window> original = m_originalApp;
     if (m_popover) {
         printLine(QStringLiteral("Closing existing popup before showing new one"));
         closePopup();
@@ -145,7 +162,7 @@ void PopupManager::showPopup(const QString &text)
     if (popup) {
         popup->contentView()->prepareFor(text);
     } else {
-        popup = new CommandPopup(text, VendorManager::shared());
+        popup = makePopup(text);
     }
     QPointer<PopupManager> self(this);
     ContentView *view = popup->contentView();
@@ -205,7 +222,6 @@ void PopupManager::closePopup()
         m_popover->deleteLater();
     }
     m_popover = nullptr;
-    m_targetApp.reset();
     m_originalApp.reset();
 }
 
@@ -216,18 +232,17 @@ void PopupManager::handleTextReplacement(const QString &answer)
         printLine(QStringLiteral("No original app found!"));
         return;
     }
-    const X11Windows::WindowInfo original = *m_originalApp;
+    const platform::Window original = *m_originalApp;
     printLine(QStringLiteral("Activating original app: ") +
-              (original.name.isEmpty() ? QStringLiteral("Unknown") : original.name));
+              (original.title.isEmpty() ? QStringLiteral("Unknown") : original.title));
     closePopup();
 
-    const std::optional<X11Windows::WindowInfo> active = X11Windows::activeWindow();
-    if (!active || active->windowId != original.windowId) {
-        X11Windows::activateWindow(original.windowId);
+    if (!m_windows.isActive(original.id)) {
+        m_windows.activate(original.id);
     }
 
     QPointer<PopupManager> self(this);
-    QTimer::singleShot(100, this, [self, answer, window = original.windowId] {
+    QTimer::singleShot(focusHandOffMs, this, [self, answer, window = original.id] {
         printLine(QStringLiteral("Starting text replacement..."));
         if (!self) {
             printLine(QStringLiteral("Text replacement done"));

@@ -1,9 +1,11 @@
 #pragma once
 
 #include "AccessibilityService.h"
+#include "Pasteboard.h"
 #include "PopupPlacement.h"
+#include "SelectionCapture.h"
 #include "TextManipulationService.h"
-#include "X11Windows.h"
+#include "Windows.h"
 
 #include <QObject>
 #include <QPointer>
@@ -13,16 +15,29 @@
 
 #include "CommandPopup.h"
 
+class KeychainService;
+class VendorManager;
+
+namespace platform {
+class KeyInput;
+class PopupSupport;
+class Selections;
+} // namespace platform
+
 // The shortcut-to-replacement loop: on the shortcut it reads the selected
 // text of the active application, remembers that application's window,
 // opens the command popup beside the selection, and when a command answers,
 // gives the window its focus back and pastes the answer over the selection.
-// One instance for the whole process, on the main thread.
+// One instance for the whole process, on the main thread; what it is given
+// must outlive it.
 class PopupManager : public QObject {
     Q_OBJECT
 
 public:
-    static PopupManager &shared();
+    PopupManager(const platform::Windows &windows, const platform::Selections &selections,
+                 const platform::KeyInput &keys, const platform::PopupSupport &popups,
+                 VendorManager &vendors, KeychainService &keychain, QObject *parent = nullptr);
+    ~PopupManager() override;
 
     // Adds a key-down handler for the showPopup shortcut. Every call adds one
     // more handler.
@@ -38,7 +53,14 @@ public:
     void setOpenSettings(std::function<void()> openSettings);
 
     CommandPopup *popup() const { return m_popover; }
-    std::optional<X11Windows::WindowInfo> originalApp() const { return m_originalApp; }
+    std::optional<platform::Window> originalApp() const { return m_originalApp; }
+
+    // When the popup closes, its keyboard grab ends and the window manager
+    // gives the remembered window the focus back; the window's toolkit then
+    // puts the focus back into its text. The paste waits for the window to
+    // be the active one, which the window manager says before the toolkit
+    // has done its part: this pause is for the toolkit.
+    static constexpr int focusHandOffMs = 100;
 
 Q_SIGNALS:
     // The popup is on screen at its final place.
@@ -53,17 +75,23 @@ private:
     // popup is built.
     static constexpr int spareDelayMs = 50;
 
-    explicit PopupManager(QObject *parent = nullptr);
+    CommandPopup *makePopup(const QString &text) const;
+    SelectionCapture::Context captureContext();
     void place(CommandPopup *popup, const SelectionGeometry &geometry);
     void shortcutReleased();
     void prepareSpare();
     void captureSelection();
 
+    const platform::Windows &m_windows;
+    const platform::Selections &m_selections;
+    const platform::KeyInput &m_keys;
+    const platform::PopupSupport &m_popups;
+    VendorManager &m_vendors;
+    KeychainService &m_keychain;
+    Pasteboard m_pasteboard;
     QPointer<CommandPopup> m_popover;
-    // Kept for the target application; only ever cleared.
-    std::optional<X11Windows::WindowInfo> m_targetApp;
     TextManipulationService m_textService;
-    std::optional<X11Windows::WindowInfo> m_originalApp;
+    std::optional<platform::Window> m_originalApp;
     AccessibilityService m_accessibility;
     std::function<void()> m_openSettings;
     bool m_shortcutHeld = false;

@@ -3,7 +3,7 @@
 #include "AccessibilityThread.h"
 #include "SelectionGeometry.h"
 #include "UIElement.h"
-#include "X11Windows.h"
+#include "Windows.h"
 
 #include <QGuiApplication>
 #include <QHash>
@@ -14,14 +14,6 @@ namespace {
 using Coordinates = UIElement::Coordinates;
 
 std::optional<QRect> valueOf(const AXResult<QRect> &r)
-{
-    if (r.failed() || !r.value) {
-        return std::nullopt;
-    }
-    return *r.value;
-}
-
-std::optional<int> valueOf(const AXResult<int> &r)
 {
     if (r.failed() || !r.value) {
         return std::nullopt;
@@ -195,25 +187,24 @@ void addNeighbours(const UIElement &element, UIElement::TextRange range, int cha
 // Runs on the accessibility thread; answers in device pixels. Only a few
 // characters are ever asked about, never a whole range: a toolkit computes
 // the extents of a long range character by character, which takes seconds.
-SelectionGeometry gather()
+SelectionGeometry gather(const platform::Windows &windows)
 {
     SelectionGeometry g;
-    const auto active = X11Windows::activeWindow();
+    const auto active = windows.active();
     if (!active) {
         return g;
     }
     GeometryAnswers answers;
-    const auto decorated = X11Windows::windowFrame(active->windowId);
+    const auto decorated = windows.frame(active->id);
     if (decorated && !decorated->isEmpty()) {
         g.focusedWindowFrame = QRectF(*decorated);
         answers.decoratedWindow = *decorated;
     }
-    const auto origin = X11Windows::windowOrigin(active->windowId);
-    const auto size = X11Windows::windowSize(active->windowId);
-    if (!origin || !size) {
+    const auto area = windows.clientArea(active->id);
+    if (!area) {
         return g;
     }
-    answers.clientWindow = QRect(*origin, *size);
+    answers.clientWindow = *area;
     const auto app = Application::fromProcessId(active->processId);
     if (app.failed() || !app.value) {
         return g;
@@ -274,7 +265,8 @@ SelectionGeometry gather()
         // for each paragraph or link inside it: the place of such a character
         // is the selected characters inside that object.
         const QString placeholder(QChar(0xFFFC));
-        const auto ends = element.texts({{range.start, range.start + 1}, {range.end - 1, range.end}});
+        const auto ends =
+            element.texts({{range.start, range.start + 1}, {range.end - 1, range.end}});
         if (ends.value(0) == placeholder || ends.value(1) == placeholder) {
             answers.firstCharacter = placeOfEmbedded(element, range.start, true, coordinates)
                                          .value_or(answers.firstCharacter.value_or(QRect()));
@@ -313,7 +305,9 @@ qreal screenRatio()
 
 } // namespace
 
-AccessibilityService::AccessibilityService(QObject *parent) : QObject(parent) {}
+AccessibilityService::AccessibilityService(const platform::Windows &windows, QObject *parent)
+    : QObject(parent), m_windows(windows)
+{}
 
 SelectionGeometry AccessibilityService::toLogical(const SelectionGeometry &device, qreal ratio)
 {
@@ -340,8 +334,9 @@ SelectionGeometry AccessibilityService::toLogical(const SelectionGeometry &devic
 QFuture<SelectionGeometry> AccessibilityService::queryGeometry() const
 {
     const qreal ratio = screenRatio();
-    return AccessibilityThread::instance().run(&gather).then(
-        [ratio](const SelectionGeometry &device) { return toLogical(device, ratio); });
+    return AccessibilityThread::instance()
+        .run([windows = &m_windows] { return gather(*windows); })
+        .then([ratio](const SelectionGeometry &device) { return toLogical(device, ratio); });
 }
 
 QFuture<std::optional<QRectF>> AccessibilityService::selectionBounds() const

@@ -6,13 +6,17 @@
 #include <QObject>
 #include <optional>
 
+namespace platform {
+class Windows;
+} // namespace platform
+
 // Where the user's selection is on screen, in Qt's logical screen coordinates
 // (top-left origin). All four answers are gathered in one trip to the
 // accessibility thread; nothing is cached between queries.
 class AccessibilityService : public QObject {
     Q_OBJECT
 public:
-    explicit AccessibilityService(QObject *parent = nullptr);
+    explicit AccessibilityService(const platform::Windows &windows, QObject *parent = nullptr);
 
     // Main thread; the future's continuation may run on any context object.
     QFuture<SelectionGeometry> queryGeometry() const;
@@ -24,4 +28,7 @@ public:
 
     // AT-SPI answers in device pixels; Qt places windows in logical ones.
     static SelectionGeometry toLogical(const SelectionGeometry &device, qreal devicePixelRatio);
+
+private:
+    const platform::Windows &m_windows;
 };

@@ -1,7 +1,9 @@
 #include "TextManipulationService.h"
 
-#include "ClipboardReadWatch.h"
-#include "X11Windows.h"
+#include "KeyEventSender.h"
+#include "KeyInput.h"
+#include "Selections.h"
+#include "Windows.h"
 
 #include <QClipboard>
 #include <QElapsedTimer>
@@ -33,9 +35,16 @@ using Outcome = TextManipulationService::Outcome;
 // released, post the chord, wait for the read, clear. Deletes itself.
 class PasteJob : public QObject {
 public:
-    PasteJob(QObject *parent, QString text, quint64 target,
+    struct Platform {
+        const platform::Windows &windows;
+        const platform::Selections &selections;
+        const platform::KeyInput &keys;
+    };
+
+    PasteJob(QObject *parent, Platform platform, QString text, quint64 target,
              std::shared_ptr<QPromise<Outcome>> promise)
-        : QObject(parent), m_text(std::move(text)), m_target(target), m_promise(std::move(promise))
+        : QObject(parent), m_platform(platform), m_text(std::move(text)), m_target(target),
+          m_promise(std::move(promise))
     {
         connect(&m_timer, &QTimer::timeout, this, &PasteJob::check);
         m_timer.setInterval(TextManipulationService::checkIntervalMs);
@@ -45,10 +54,10 @@ public:
 private:
     // Whether the window to paste into is there and active (any window when
     // no target was named).
-    std::optional<X11Windows::WindowInfo> activeTarget() const
+    std::optional<platform::Window> activeTarget() const
     {
-        const auto active = X11Windows::activeWindow();
-        if (!active || (m_target != 0 && active->windowId != m_target)) {
+        const auto active = m_platform.windows.active();
+        if (!active || (m_target != 0 && active->id != m_target)) {
             return std::nullopt;
         }
         return active;
@@ -83,7 +92,7 @@ private:
         repeatUntil(
             TextManipulationService::activationTimeoutMs,
             [this] {
-                return (m_target == 0 || X11Windows::windowExists(m_target)) &&
+                return (m_target == 0 || m_platform.windows.exists(m_target)) &&
                        activeTarget().has_value();
             },
             [this] { offer(); }, [this] { finish(Outcome::TargetGone); });
@@ -95,15 +104,15 @@ private:
         if (!target) {
             return finish(Outcome::TargetGone);
         }
-        m_paste = TextManipulationService::pasteChordFor(target->wmClassName,
-                                                         target->wmClassClass);
-        qint64 reader = X11Windows::windowProcessId(target->windowId);
+        m_paste = m_platform.windows.pasteChordFor(*target);
+        qint64 reader = m_platform.windows.clientProcessId(target->id);
         if (reader <= 0) {
             reader = target->processId;
         }
-        m_watch = std::make_unique<ClipboardReadWatch>(reader, true, m_paste.alsoPrimary);
-        connect(m_watch.get(), &ClipboardReadWatch::read, this, [this] { m_read = true; });
-        connect(m_watch.get(), &ClipboardReadWatch::activity, this,
+        m_watch = m_platform.selections.watchReads(reader, true, m_paste.alsoPrimary);
+        connect(m_watch.get(), &platform::ClipboardReadWatch::read, this,
+                [this] { m_read = true; });
+        connect(m_watch.get(), &platform::ClipboardReadWatch::activity, this,
                 [this] { m_lastRequest.restart(); });
         QClipboard *clipboard = QGuiApplication::clipboard();
         clipboard->setMimeData(answerData(m_text), QClipboard::Clipboard);
@@ -114,7 +123,7 @@ private:
         // A modifier the user still holds from the shortcut would change the chord.
         repeatUntil(
             TextManipulationService::modifierReleaseTimeoutMs,
-            [] { return !KeySynthesis::modifiersHeld(); }, [this] { post(); },
+            [this] { return !m_platform.keys.modifiersHeld(); }, [this] { post(); },
             [this] { post(); });
     }
 
@@ -122,19 +131,18 @@ private:
     {
         // The window may have closed or lost the focus meanwhile: then the
         // answer goes nowhere rather than into whatever is in front now.
-        if ((m_target != 0 && !X11Windows::windowExists(m_target)) || !activeTarget()) {
+        if ((m_target != 0 && !m_platform.windows.exists(m_target)) || !activeTarget()) {
             return finish(Outcome::TargetGone);
         }
         // Reads before the chord (an application looking at a new clipboard
         // on its own) are not the paste.
         m_read = false;
-        KeySynthesis::post(m_paste.chord);
+        KeyEventSender(m_platform.keys).send(m_paste.chord);
         m_lastRequest.restart();
         repeatUntil(
             TextManipulationService::readTimeoutMs,
             [this] {
-                return m_read &&
-                       m_lastRequest.elapsed() >= TextManipulationService::readSettleMs;
+                return m_read && m_lastRequest.elapsed() >= TextManipulationService::readSettleMs;
             },
             [this] {
                 QClipboard *clipboard = QGuiApplication::clipboard();
@@ -161,11 +169,12 @@ private:
         deleteLater();
     }
 
+    Platform m_platform;
     QString m_text;
     quint64 m_target;
     std::shared_ptr<QPromise<Outcome>> m_promise;
-    TextManipulationService::PasteChord m_paste;
-    std::unique_ptr<ClipboardReadWatch> m_watch;
+    platform::PasteChord m_paste;
+    std::unique_ptr<platform::ClipboardReadWatch> m_watch;
     QTimer m_timer;
     QElapsedTimer m_clock;
     QElapsedTimer m_lastRequest;
@@ -176,46 +185,18 @@ private:
 
 } // namespace
 
-TextManipulationService::TextManipulationService(QObject *parent) : QObject(parent) {}
-
-TextManipulationService::PasteChord
-TextManipulationService::pasteChordFor(const QString &wmClassName, const QString &wmClassClass)
-{
-    const QString name = wmClassName.toLower();
-    const QString cls = wmClassClass.toLower();
-    PasteChord paste;
-    if (cls == u"xterm" || name == u"xterm" || cls == u"uxterm") {
-        paste.chord = {{QStringLiteral("Shift_L")}, QStringLiteral("Insert")};
-        paste.alsoPrimary = true;
-        return paste;
-    }
-    static const QStringList terminals{
-        QStringLiteral("gnome-terminal"), QStringLiteral("gnome-terminal-server"),
-        QStringLiteral("konsole"),        QStringLiteral("xfce4-terminal"),
-        QStringLiteral("terminator"),     QStringLiteral("tilix"),
-        QStringLiteral("alacritty"),      QStringLiteral("kitty"),
-        QStringLiteral("urxvt"),          QStringLiteral("rxvt"),
-        QStringLiteral("st-256color"),    QStringLiteral("lxterminal"),
-        QStringLiteral("mate-terminal"),  QStringLiteral("qterminal"),
-        QStringLiteral("terminology"),    QStringLiteral("org.wezfurlong.wezterm"),
-        QStringLiteral("foot"),           QStringLiteral("sakura"),
-        QStringLiteral("guake"),          QStringLiteral("tilda"),
-        QStringLiteral("yakuake"),        QStringLiteral("cool-retro-term"),
-    };
-    if (terminals.contains(name) || terminals.contains(cls)) {
-        paste.chord = {{QStringLiteral("Control_L"), QStringLiteral("Shift_L")},
-                       QStringLiteral("v")};
-        return paste;
-    }
-    paste.chord = {{QStringLiteral("Control_L")}, QStringLiteral("v")};
-    return paste;
-}
+TextManipulationService::TextManipulationService(const platform::Windows &windows,
+                                                 const platform::Selections &selections,
+                                                 const platform::KeyInput &keys, QObject *parent)
+    : QObject(parent), m_windows(windows), m_selections(selections), m_keys(keys)
+{}
 
 QFuture<Outcome> TextManipulationService::replaceSelectedText(const QString &text,
                                                               quint64 targetWindow)
 {
     auto promise = std::make_shared<QPromise<Outcome>>();
     promise->start();
-    new PasteJob(this, text, targetWindow, promise);
+    // Owned by the service; deletes itself when done.
+    new PasteJob(this, {m_windows, m_selections, m_keys}, text, targetWindow, promise);
     return promise->future();
 }

@@ -1,11 +1,35 @@
 #include "HotKeyLayer.h"
 
 #include "Console.h"
-#include "HotKeyBackendX11.h"
+#include "KeyTable.h"
 
 #include <algorithm>
 
 namespace GlobalShortcuts {
+
+platform::HotKey hotKeyFor(const Shortcut &shortcut)
+{
+    using platform::HotKey;
+    const std::optional<KeyTable::KeyInfo> key = KeyTable::keyForMacKeyCode(shortcut.carbonKeyCode);
+    const int bits = shortcut.carbonModifiers;
+    unsigned modifiers = 0;
+    if (bits & KeyTable::controlKey) {
+        modifiers |= HotKey::Control;
+    }
+    if (bits & KeyTable::optionKey) {
+        modifiers |= HotKey::Alt;
+    }
+    if (bits & KeyTable::shiftKey) {
+        modifiers |= HotKey::Shift;
+    }
+    if (bits & KeyTable::cmdKey) {
+        modifiers |= HotKey::Super;
+    }
+    if (bits & KeyTable::functionKey) {
+        modifiers |= HotKey::Function;
+    }
+    return {shortcut.carbonKeyCode, key ? key->keysym : 0, modifiers};
+}
 
 HotKeyLayer &HotKeyLayer::shared()
 {
@@ -13,48 +37,46 @@ HotKeyLayer &HotKeyLayer::shared()
     return layer;
 }
 
-void HotKeyLayer::setBackend(std::unique_ptr<HotKeyBackend> backend)
+void HotKeyLayer::setBackend(std::unique_ptr<platform::HotKeyBackend> backend)
 {
     m_backend = std::move(backend);
     if (m_backend) {
-        m_backend->deliver = [this](int hotKeyId, EventType type) { handle(hotKeyId, type); };
+        m_backend->deliver = [this](int hotKeyId, platform::HotKeyEvent event) {
+            handle(hotKeyId,
+                   event == platform::HotKeyEvent::Pressed ? EventType::keyDown : EventType::keyUp);
+        };
+        m_backend->lost = [this](int hotKeyId, const QString &status) { lost(hotKeyId, status); };
     }
 }
 
-HotKeyBackend *HotKeyLayer::backend()
-{
-    ensureBackend();
-    return m_backend.get();
-}
-
-void HotKeyLayer::ensureBackend()
+QString HotKeyLayer::grab(const Record &record)
 {
     if (!m_backend) {
-        setBackend(makeX11HotKeyBackend());
+        return QStringLiteral("no way to take keys on this desktop");
     }
+    return m_backend->grab(record.hotKeyId, hotKeyFor(record.shortcut));
 }
 
-QString HotKeyLayer::grab(const HotKey &hotKey)
+void HotKeyLayer::lost(int hotKeyId, const QString &status) const
 {
-    ensureBackend();
-    if (!m_backend) {
-        return QStringLiteral("no X11 display");
+    const auto it = m_hotKeys.constFind(hotKeyId);
+    if (it != m_hotKeys.constEnd()) {
+        printRegistrationError(it->shortcut, status);
     }
-    return m_backend->grab(hotKey.hotKeyId, hotKey.shortcut);
 }
 
 bool HotKeyLayer::registerHotKey(const Shortcut &shortcut, Callback onKeyDown, Callback onKeyUp)
 {
-    HotKey hotKey{shortcut, ++m_lastId, false, std::move(onKeyDown), std::move(onKeyUp)};
+    Record record{shortcut, ++m_lastId, false, std::move(onKeyDown), std::move(onKeyUp)};
     if (m_enabled) {
-        const QString status = grab(hotKey);
+        const QString status = grab(record);
         if (!status.isEmpty()) {
             printRegistrationError(shortcut, status);
             return false;
         }
-        hotKey.grabbed = true;
+        record.grabbed = true;
     }
-    m_hotKeys.insert(hotKey.hotKeyId, std::move(hotKey));
+    m_hotKeys.insert(record.hotKeyId, std::move(record));
     return true;
 }
 
@@ -75,7 +97,7 @@ void HotKeyLayer::unregisterHotKey(const Shortcut &shortcut)
 bool HotKeyLayer::hasHotKey(const Shortcut &shortcut) const
 {
     return std::any_of(m_hotKeys.cbegin(), m_hotKeys.cend(),
-                       [&](const HotKey &hotKey) { return hotKey.shortcut == shortcut; });
+                       [&](const Record &record) { return record.shortcut == shortcut; });
 }
 
 void HotKeyLayer::setEnabled(bool enabled)

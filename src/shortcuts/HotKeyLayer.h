@@ -1,6 +1,7 @@
 #pragma once
 
 #include "GlobalShortcuts.h"
+#include "HotKeys.h"
 
 #include <QHash>
 #include <QString>
@@ -9,17 +10,8 @@
 
 namespace GlobalShortcuts {
 
-// The platform's way of grabbing a key combination for the whole desktop.
-// grab() answers an empty text on success, otherwise the status to print.
-class HotKeyBackend {
-public:
-    virtual ~HotKeyBackend() = default;
-    virtual QString grab(int hotKeyId, const Shortcut &shortcut) = 0;
-    virtual void ungrab(int hotKeyId) = 0;
-
-    // Set by the layer: the backend reports presses and releases with it.
-    std::function<void(int hotKeyId, EventType type)> deliver;
-};
+// The combination a shortcut stands for on the desktop.
+platform::HotKey hotKeyFor(const Shortcut &shortcut);
 
 // The hot keys handed to the platform, one record per registered shortcut,
 // each under an id that is never reused.
@@ -29,10 +21,10 @@ public:
 
     static HotKeyLayer &shared();
 
-    // The X11 backend when the application runs on X11; without one every
-    // registration is refused. Tests and other platforms set their own.
-    void setBackend(std::unique_ptr<HotKeyBackend> backend);
-    HotKeyBackend *backend();
+    // The desktop's backend, which the application sets at its start;
+    // without one every registration is refused.
+    void setBackend(std::unique_ptr<platform::HotKeyBackend> backend);
+    platform::HotKeyBackend *backend() const { return m_backend.get(); }
 
     // Prints "Error registering hotkey <text form>: <status>" when the
     // platform refuses; no record is kept then.
@@ -49,7 +41,7 @@ public:
     static void printRegistrationError(const Shortcut &shortcut, const QString &status);
 
 private:
-    struct HotKey {
+    struct Record {
         Shortcut shortcut;
         int hotKeyId = 0;
         bool grabbed = false;
@@ -57,11 +49,11 @@ private:
         Callback onKeyUp;
     };
 
-    void ensureBackend();
-    QString grab(const HotKey &hotKey);
+    QString grab(const Record &record);
+    void lost(int hotKeyId, const QString &status) const;
 
-    std::unique_ptr<HotKeyBackend> m_backend;
-    QHash<int, HotKey> m_hotKeys;
+    std::unique_ptr<platform::HotKeyBackend> m_backend;
+    QHash<int, Record> m_hotKeys;
     int m_lastId = 0;
     bool m_enabled = true;
 };

@@ -1,15 +1,15 @@
 #pragma once
 
+#include "Keys.h"
+
 #include <QString>
 #include <QtGlobal>
-#include <cstdint>
 #include <optional>
-#include <span>
 
 // The stored form of a shortcut keeps the Mac virtual key codes and Carbon
-// modifier bits, so a stored shortcut reads the same on every platform. This
-// table turns those codes into X keysyms (and back, for recording) and gives
-// each key the text shown in the shortcut's text form.
+// modifier bits, so a stored shortcut reads the same on every platform. The
+// key table (Keys.h) turns those codes into keysyms (and back, for
+// recording); the text form shows some keys by a symbol of their own.
 namespace GlobalShortcuts::KeyTable {
 
 // Carbon modifier bits.
@@ -20,21 +20,10 @@ inline constexpr int cmdKey = 0x100;
 inline constexpr int functionKey = 0x20000;
 inline constexpr int knownModifiers = controlKey | optionKey | shiftKey | cmdKey | functionKey;
 
-struct KeyInfo {
-    int macKeyCode;
-    quint32 keysym;
-    // What the key types with no modifier; empty for keys that type nothing.
-    const char16_t *character;
-};
-
-// The 108 keys of the Mac ANSI/ISO/JIS keyboards that have a counterpart on
-// X, in the order of their Mac names (letters, digits, punctuation, keypad,
-// editing keys, volume, navigation, function keys, ISO and JIS keys).
-std::span<const KeyInfo> keys();
-
-std::optional<KeyInfo> keyForMacKeyCode(int macKeyCode);
-// Reverse lookup, for turning a pressed X key into its stored code.
-std::optional<KeyInfo> keyForKeysym(quint32 keysym);
+using ::Keys::keyForKeysym;
+using ::Keys::keyForMacKeyCode;
+using ::Keys::KeyInfo;
+using ::Keys::keys;
 
 // The display symbol of the non-character keys (return, arrows, F1 to F20,
 // keypad keys...), or nothing when the key is an ordinary character key.

@@ -3,6 +3,8 @@
 #include "DesktopApps.h"
 #include "TestSupport.h"
 #include "UIElement.h"
+#include "X11KeyInput.h"
+#include "X11Selections.h"
 #include "X11Windows.h"
 
 #include <QClipboard>
@@ -40,6 +42,9 @@ class AccessibilityDesktopTest : public QObject {
     Q_OBJECT
 
     DesktopApps::App m_editor;
+    const platform::x11::Windows m_windows;
+    const platform::x11::Selections m_selections;
+    const platform::x11::KeyInput m_keys;
 
 private Q_SLOTS:
     void initTestCase()
@@ -56,13 +61,13 @@ private Q_SLOTS:
 
     void activeWindowNamesTheEditor()
     {
-        const auto active = X11Windows::activeWindow();
+        const auto active = m_windows.active();
         QVERIFY(active);
-        QCOMPARE(active->windowId, m_editor.window);
+        QCOMPARE(active->id, m_editor.window);
         QCOMPARE(active->processId, m_editor.pid);
-        QCOMPARE(active->wmClassName, QStringLiteral("mousepad"));
-        QCOMPARE(active->wmClassClass, QStringLiteral("Mousepad"));
-        QVERIFY2(active->name.contains(QStringLiteral("a11y.txt")), qPrintable(active->name));
+        QCOMPARE(active->instanceName, QStringLiteral("mousepad"));
+        QCOMPARE(active->className, QStringLiteral("Mousepad"));
+        QVERIFY2(active->title.contains(QStringLiteral("a11y.txt")), qPrintable(active->title));
     }
 
     void activationGoesThroughTheWindowManager()
@@ -72,23 +77,21 @@ private Q_SLOTS:
             {QStringLiteral("-e"), QStringLiteral("sleep"), QStringLiteral("100000")});
         auto cleanup = qScopeGuard([&] { DesktopApps::stop(xterm); });
         QVERIFY(DesktopApps::activate(xterm.window));
-        QVERIFY(X11Windows::activateWindow(m_editor.window));
-        QTRY_COMPARE(X11Windows::activeWindow().value_or(X11Windows::WindowInfo{}).windowId,
-                     m_editor.window);
+        QVERIFY(m_windows.activate(m_editor.window));
+        QTRY_VERIFY(m_windows.isActive(m_editor.window));
     }
 
     void primaryOwnerIsTheSelectingProcess()
     {
         QVERIFY(DesktopApps::activate(m_editor.window));
         QVERIFY(DesktopApps::keys({"ctrl+Home", "shift+End"}));
-        QCOMPARE(X11Windows::selectionOwnerProcessId(X11Windows::Selection::Primary), m_editor.pid);
-        X11Windows::SelectionReader reader(X11Windows::Selection::Primary);
-        const auto read = reader.text(300, 1024);
-        QCOMPARE(int(read.outcome), int(X11Windows::SelectionData::Outcome::Ok));
+        QCOMPARE(m_selections.ownerProcessId(platform::Selection::Primary), m_editor.pid);
+        const auto read = m_selections.reader(platform::Selection::Primary)->text(300, 1024);
+        QCOMPARE(int(read.outcome), int(platform::SelectionData::Outcome::Ok));
         QCOMPARE(read.data, QByteArray("hello accessible world"));
 
         QGuiApplication::clipboard()->setText(QStringLiteral("ours"), QClipboard::Selection);
-        QTRY_COMPARE(X11Windows::selectionOwnerProcessId(X11Windows::Selection::Primary),
+        QTRY_COMPARE(m_selections.ownerProcessId(platform::Selection::Primary),
                      QCoreApplication::applicationPid());
     }
 
@@ -96,15 +99,16 @@ private Q_SLOTS:
     {
         QVERIFY(DesktopApps::activate(m_editor.window));
         QVERIFY(DesktopApps::keys({"ctrl+Home", "shift+End"}));
-        const auto [role, text, editable, pid] = onAccessibilityThread([] {
-            const auto focused = SystemWideElement::focusedUIElement();
+        const auto [role, text, editable, pid] = onAccessibilityThread([this] {
+            const auto focused = SystemWideElement::focusedUIElement(m_windows);
             if (focused.failed() || !focused.value) {
                 return std::tuple(UIElement::Role::Unknown, QString(), false, qint64(0));
             }
             const auto ranges = focused.value->selections();
-            const QString selected = ranges.value && ranges.value->size() == 1
-                                         ? focused.value->text(ranges.value->first()).value.value_or(QString())
-                                         : QString();
+            const QString selected =
+                ranges.value && ranges.value->size() == 1
+                    ? focused.value->text(ranges.value->first()).value.value_or(QString())
+                    : QString();
             const unsigned interfaces = focused.value->interfaces().value.value_or(0);
             return std::tuple(focused.value->role().value.value_or(UIElement::Role::Unknown),
                               selected,
@@ -177,12 +181,12 @@ private Q_SLOTS:
 
     void trustFollowsTheSessionSwitch()
     {
-        QVERIFY(isProcessTrusted(false));
+        QVERIFY(isProcessTrusted(false, m_keys));
         setAccessibilityEnabled(false);
         auto restore = qScopeGuard([] { setAccessibilityEnabled(true); });
-        QVERIFY(!isProcessTrusted(false));
-        QVERIFY(isProcessTrusted(true)); // the prompt turns it on
-        QVERIFY(isProcessTrusted(false));
+        QVERIFY(!isProcessTrusted(false, m_keys));
+        QVERIFY(isProcessTrusted(true, m_keys)); // the prompt turns it on
+        QVERIFY(isProcessTrusted(false, m_keys));
     }
 };
 

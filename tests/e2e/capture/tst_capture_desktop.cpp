@@ -6,6 +6,8 @@
 #include "Pasteboard.h"
 #include "SelectionCapture.h"
 #include "TestSupport.h"
+#include "X11KeyInput.h"
+#include "X11Selections.h"
 #include "X11Windows.h"
 
 #include <QClipboard>
@@ -70,16 +72,9 @@ void verifyUserClipboardBack()
              QByteArray("\x01\x02raw"));
 }
 
-// Waits for the capture while the event loop runs, as the popup would.
-std::optional<QString> capture(int timeoutMs = 5000)
-{
-    QFuture<std::optional<QString>> future = SelectionCapture::getSelectedText();
-    QDeadlineTimer deadline(timeoutMs);
-    while (!future.isFinished() && !deadline.hasExpired()) {
-        QCoreApplication::processEvents(QEventLoop::AllEvents, 5);
-    }
-    return future.isFinished() ? future.result() : std::optional<QString>(QStringLiteral("<hung>"));
-}
+const platform::x11::Windows windows;
+const platform::x11::Selections selections;
+const platform::x11::KeyInput keys;
 
 } // namespace
 
@@ -88,6 +83,22 @@ class CaptureDesktopTest : public QObject {
 
 private:
     std::map<QString, DesktopApps::App> m_apps;
+    // Counts clipboard changes from the start on.
+    Pasteboard m_pasteboard{selections};
+
+    SelectionCapture::Context context() { return {windows, selections, keys, m_pasteboard}; }
+
+    // Waits for the capture while the event loop runs, as the popup would.
+    std::optional<QString> capture(int timeoutMs = 5000)
+    {
+        QFuture<std::optional<QString>> future = SelectionCapture::getSelectedText(context());
+        QDeadlineTimer deadline(timeoutMs);
+        while (!future.isFinished() && !deadline.hasExpired()) {
+            QCoreApplication::processEvents(QEventLoop::AllEvents, 5);
+        }
+        return future.isFinished() ? future.result()
+                                   : std::optional<QString>(QStringLiteral("<hung>"));
+    }
 
     DesktopApps::App &app(const QString &name)
     {
@@ -122,7 +133,6 @@ private Q_SLOTS:
         TestSupport::requireThrowawayEnvironment();
         QLoggingCategory::setFilterRules(QStringLiteral("vellumo.capture.info=true"));
         previousHandler = qInstallMessageHandler(&collectLog);
-        Pasteboard::general(); // counts clipboard changes from now on
     }
 
     void cleanupTestCase()
@@ -175,7 +185,7 @@ private Q_SLOTS:
         takeLog();
 
         QFuture<std::optional<QString>> future =
-            SelectionCapture::getSelectedTextByMenuBarActionCopy();
+            SelectionCapture::getSelectedTextByMenuBarActionCopy(context());
         QTRY_VERIFY_WITH_TIMEOUT(future.isFinished(), 5000);
         const QStringList log = takeLog();
         QVERIFY2(future.result().has_value(), qPrintable(log.join(u'\n')));
@@ -205,17 +215,15 @@ private Q_SLOTS:
     void aCopyAfterTheWaitLeavesTheUserClipboard()
     {
         const int delayMs = SelectionCapture::pollTimeoutMs + 300;
-        DesktopApps::App &fixture =
-            app(QStringLiteral("fixture copying after %1 ms").arg(delayMs));
+        DesktopApps::App &fixture = app(QStringLiteral("fixture copying after %1 ms").arg(delayMs));
         QVERIFY(DesktopApps::activate(fixture.window));
         setUserClipboard();
-        Pasteboard &pasteboard = Pasteboard::general();
         takeLog();
         const auto text = capture();
         QVERIFY2(!text.has_value(), qPrintable(*text));
         // The late copy, then the user's contents back over it.
-        const quint64 afterCapture = pasteboard.changeCount();
-        QTRY_VERIFY_WITH_TIMEOUT(pasteboard.changeCount() >= afterCapture + 2, 3000);
+        const quint64 afterCapture = m_pasteboard.changeCount();
+        QTRY_VERIFY_WITH_TIMEOUT(m_pasteboard.changeCount() >= afterCapture + 2, 3000);
         QVERIFY2(takeLog().contains(QStringLiteral(
                      "The application copied after the wait; the clipboard is put back")),
                  "no late copy seen");
@@ -290,8 +298,7 @@ private Q_SLOTS:
         owner.write("held by a stopped owner");
         owner.closeWriteChannel();
         QTRY_VERIFY(!QGuiApplication::clipboard()->ownsClipboard() &&
-                    X11Windows::selectionOwnerProcessId(X11Windows::Selection::Clipboard) ==
-                        owner.processId());
+                    selections.ownerProcessId(platform::Selection::Clipboard) == owner.processId());
         QVERIFY(::kill(pid_t(owner.processId()), SIGSTOP) == 0);
         auto end = qScopeGuard([&] {
             ::kill(pid_t(owner.processId()), SIGKILL);
@@ -317,8 +324,7 @@ private Q_SLOTS:
         QVERIFY2(log.contains(QStringLiteral("The clipboard's owner did not answer")),
                  qPrintable(log.join(u'\n')));
         QVERIFY(!log.contains(QStringLiteral("Executing trigger action")));
-        QCOMPARE(X11Windows::selectionOwnerProcessId(X11Windows::Selection::Clipboard),
-                 owner.processId());
+        QCOMPARE(selections.ownerProcessId(platform::Selection::Clipboard), owner.processId());
         qInfo("capture beside a stopped clipboard owner: %lld ms, longest main-thread gap %lld ms",
               elapsed, longestGap);
         QVERIFY2(elapsed < 1500, qPrintable(QString::number(elapsed)));

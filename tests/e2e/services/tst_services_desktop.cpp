@@ -4,10 +4,13 @@
 #include "DesktopApps.h"
 #include "TestSupport.h"
 #include "TextManipulationService.h"
+#include "X11KeyInput.h"
+#include "X11Selections.h"
+#include "X11Windows.h"
 
 #include <QClipboard>
-#include <QFile>
 #include <QElapsedTimer>
+#include <QFile>
 #include <QGuiApplication>
 #include <QProcess>
 #include <QTest>
@@ -45,6 +48,10 @@ QString clipboardText()
 class ServicesDesktopTest : public QObject {
     Q_OBJECT
 
+    const platform::x11::Windows m_windows;
+    const platform::x11::Selections m_selections;
+    const platform::x11::KeyInput m_keys;
+
 private Q_SLOTS:
     void initTestCase() { TestSupport::requireThrowawayEnvironment(); }
 
@@ -60,15 +67,15 @@ private Q_SLOTS:
         QVERIFY(DesktopApps::keys({"ctrl+Home", "Down", "Home", "shift+End"}));
         QGuiApplication::clipboard()->setText(QStringLiteral("user clip"));
 
-        TextManipulationService service;
+        TextManipulationService service(m_windows, m_selections, m_keys);
         QCOMPARE(await(service.replaceSelectedText(QString(), editor.window)), Outcome::Pasted);
         QVERIFY(DesktopApps::selectionTargets(QStringLiteral("clipboard")).isEmpty());
         const auto saved = [&path] {
             DesktopApps::keys({"ctrl+s"});
             return readFile(path);
         };
-        QTRY_COMPARE_WITH_TIMEOUT(saved(), QStringLiteral("alpha beta gamma\n\nthird 🙂 emoji line\n"),
-                                  5000);
+        QTRY_COMPARE_WITH_TIMEOUT(
+            saved(), QStringLiteral("alpha beta gamma\n\nthird 🙂 emoji line\n"), 5000);
     }
 
     // The window to paste into is not the active one (another came to the
@@ -78,8 +85,8 @@ private Q_SLOTS:
         const QString path = DesktopApps::writeFile(QStringLiteral("inactive.txt"), document);
         DesktopApps::App editor = DesktopApps::start(QStringLiteral("mousepad"), {path});
         DesktopApps::App front = DesktopApps::start(
-            QStringLiteral("xterm"), {QStringLiteral("-e"), QStringLiteral("sleep"),
-                                      QStringLiteral("100000")});
+            QStringLiteral("xterm"),
+            {QStringLiteral("-e"), QStringLiteral("sleep"), QStringLiteral("100000")});
         auto cleanup = qScopeGuard([&] {
             DesktopApps::stop(editor);
             DesktopApps::stop(front);
@@ -89,7 +96,7 @@ private Q_SLOTS:
         QVERIFY(DesktopApps::keys({"ctrl+a"}));
         QVERIFY(DesktopApps::activate(front.window));
 
-        TextManipulationService service;
+        TextManipulationService service(m_windows, m_selections, m_keys);
         QCOMPARE(await(service.replaceSelectedText(QStringLiteral("not here"), editor.window)),
                  Outcome::TargetGone);
         QCOMPARE(clipboardText(), QStringLiteral("not here"));
@@ -117,7 +124,7 @@ private Q_SLOTS:
                          QStringLiteral("vellumo-reads-nothing"))) != 0);
         QVERIFY(DesktopApps::activate(message.window));
 
-        TextManipulationService service;
+        TextManipulationService service(m_windows, m_selections, m_keys);
         QElapsedTimer clock;
         clock.start();
         QCOMPARE(await(service.replaceSelectedText(QStringLiteral("unread"), message.window)),

@@ -1,6 +1,8 @@
 #include "GlobalShortcuts.h"
+#include "HotKeyLayer.h"
 #include "KeyTable.h"
 #include "TestSupport.h"
+#include "X11HotKeys.h"
 
 #include <QAbstractNativeEventFilter>
 #include <QFile>
@@ -97,6 +99,7 @@ private Q_SLOTS:
         TestSupport::requireThrowawayEnvironment();
         requirePrivateDesktop();
         QCOMPARE(QGuiApplication::platformName(), QStringLiteral("xcb"));
+        HotKeyLayer::shared().setBackend(platform::x11::HotKeys().makeBackend());
         m_other = XOpenDisplay(nullptr);
         QVERIFY(m_other);
         m_root = DefaultRootWindow(m_other);

@@ -15,7 +15,7 @@
 PopupWindow::PopupWindow(const QString &text, VendorManager &vendors)
     : QWidget(nullptr, Qt::Popup | Qt::FramelessWindowHint)
 {
-    view = new ContentView(text, vendors, this);
+    view = new ContentView(text, vendors, KeychainService::shared(), popups, this);
     view->setOnTextReplace([this](const QString &answer) { answers.append(answer); });
     view->setOnClose([this] { calls.append(QStringLiteral("close")); });
     view->setOpenSettings([this] { calls.append(QStringLiteral("openSettings")); });

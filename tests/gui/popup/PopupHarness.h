@@ -1,6 +1,7 @@
 #pragma once
 
 #include "AIVendor.h"
+#include "FakePopupSupport.h"
 #include "FakeProvider.h"
 
 #include <QStringList>
@@ -12,13 +13,14 @@ class VendorManager;
 
 // A popup as its owner makes it: a frameless Qt::Popup window holding a
 // ContentView, with the callbacks recorded. Keys that the view passes on
-// reach the window and are recorded too.
+// reach the window and are recorded too. The desktop has no compositor.
 class PopupWindow : public QWidget {
     Q_OBJECT
 
 public:
     PopupWindow(const QString &text, VendorManager &vendors);
 
+    platform::fake::PopupSupport popups;
     ContentView *view = nullptr;
     QStringList answers;     // every onTextReplace call
     QStringList calls;       // "openSettings" and "close", in order

@@ -1,6 +1,6 @@
+#include "FakeKeyInput.h"
 #include "KeyEvent.h"
 #include "KeyEventSender.h"
-#include "KeySynthesis.h"
 #include "TestSupport.h"
 
 #include <QJsonDocument>
@@ -68,7 +68,7 @@ private Q_SLOTS:
         for (int i = 0; i < KeyEvent::keyCount; ++i) {
             const auto key = static_cast<Key>(i);
             codes.insert(KeyEvent::keyCode(key));
-            QVERIFY(!KeySynthesis::keysym(key).isEmpty());
+            QVERIFY(KeyEventSender::chordFor(KeyEvent{key, {}}).key != 0);
             QCOMPARE(KeyEvent::keyFromName(KeyEvent::name(key)), std::optional<Key>(key));
         }
         QCOMPARE(codes.size(), KeyEvent::keyCount);
@@ -148,21 +148,63 @@ private Q_SLOTS:
 
     void chordHoldsEachModifierKeyOnce()
     {
-        const auto chord = KeySynthesis::chordFor(KeyEvent{
+        const auto chord = KeyEventSender::chordFor(KeyEvent{
             Key::c, {Modifier::command, Modifier::command, Modifier::function, Modifier::shift}});
-        QCOMPARE(chord.keysym, QStringLiteral("c"));
-        QCOMPARE(chord.modifierKeysyms, (QList<QString>{"Super_L", "Shift_L"}));
+        QCOMPARE(chord.key, quint32('c'));
+        QCOMPARE(chord.modifiers,
+                 (QList<quint32>{platform::Keysym::superL, platform::Keysym::shiftL}));
+    }
+
+    // Keysyms that X11 and xkbcommon give these keys, beside the Latin-1
+    // ones that are their own code points.
+    void chordNamesTheKeysKeysym_data()
+    {
+        QTest::addColumn<QString>("name");
+        QTest::addColumn<quint32>("keysym");
+        QTest::addRow("quote") << "quote" << quint32(0x27);
+        QTest::addRow("keypadEnter") << "keypadEnter" << quint32(0xff8d);
+        QTest::addRow("return") << "return" << quint32(0xff0d);
+        QTest::addRow("delete is backspace") << "delete" << quint32(0xff08);
+        QTest::addRow("forwardDelete") << "forwardDelete" << quint32(0xffff);
+        QTest::addRow("escape") << "escape" << quint32(0xff1b);
+        QTest::addRow("pageUp") << "pageUp" << quint32(0xff55);
+        QTest::addRow("f13") << "f13" << quint32(0xffca);
+        QTest::addRow("volumeUp") << "volumeUp" << quint32(0x1008ff13);
+        QTest::addRow("isoSection") << "isoSection" << quint32(0xa7);
+        QTest::addRow("jisKana") << "jisKana" << quint32(0xff27);
+    }
+
+    void chordNamesTheKeysKeysym()
+    {
+        QFETCH(QString, name);
+        QFETCH(quint32, keysym);
+        QCOMPARE(KeyEventSender::chordFor(KeyEvent{*KeyEvent::keyFromName(name), {}}).key, keysym);
     }
 
     void stringBecomesOneEventPerCharacter()
     {
-        const auto result = KeyEventSender::forString(QStringLiteral("Ab1"));
-        const auto *sender = std::get_if<KeyEventSender>(&result);
-        QVERIFY(sender);
-        QCOMPARE(sender->events(),
+        const auto result = KeyEventSender::eventsFor(QStringLiteral("Ab1"));
+        const auto *events = std::get_if<QList<KeyEvent>>(&result);
+        QVERIFY(events);
+        QCOMPARE(*events,
                  (QList<KeyEvent>{{Key::a, {Modifier::shift}}, {Key::b, {}}, {Key::one, {}}}));
-        const auto empty = KeyEventSender::forString(QString());
-        QVERIFY(std::get<KeyEventSender>(empty).events().isEmpty());
+        const auto empty = KeyEventSender::eventsFor(QString());
+        QVERIFY(std::get<QList<KeyEvent>>(empty).isEmpty());
+    }
+
+    // Every keystroke is posted, in order, one chord each; one the keyboard
+    // lacks is said on the log, and the others still go.
+    void eventsArePostedOneChordEach()
+    {
+        platform::fake::KeyInput keys;
+        keys.setLacking({quint32('b')});
+        QTest::ignoreMessage(QtWarningMsg,
+                             "Cannot post the keystroke 0xffe3+0x62: no display, or a key this "
+                             "keyboard lacks");
+        QVERIFY(!KeyEventSender(keys).send(QList<KeyEvent>{
+            {Key::a, {Modifier::shift}}, {Key::b, {Modifier::control}}, {Key::c, {}}}));
+        QCOMPARE(keys.posted(),
+                 (QList<platform::KeyChord>{{{platform::Keysym::shiftL}, 'a'}, {{}, 'c'}}));
     }
 
     void stringWithoutKeysFails_data()
@@ -176,7 +218,7 @@ private Q_SLOTS:
     void stringWithoutKeysFails()
     {
         QFETCH(QString, text);
-        const auto result = KeyEventSender::forString(text);
+        const auto result = KeyEventSender::eventsFor(text);
         const auto *error = std::get_if<KeyEventSenderError>(&result);
         QVERIFY(error);
         QCOMPARE(error->message, QStringLiteral("Invalid character. Cannot create key event."));

@@ -1,7 +1,7 @@
 // The services' rules that need no desktop: which chord pastes where, and
 // the scaling from the accessibility layer's device pixels.
 #include "AccessibilityService.h"
-#include "TextManipulationService.h"
+#include "Windows.h"
 
 #include <QtTest>
 
@@ -13,35 +13,36 @@ private Q_SLOTS:
     {
         QTest::addColumn<QString>("name");
         QTest::addColumn<QString>("cls");
-        QTest::addColumn<QStringList>("modifiers");
-        QTest::addColumn<QString>("key");
+        QTest::addColumn<QList<quint32>>("modifiers");
+        QTest::addColumn<quint32>("key");
         QTest::addColumn<bool>("primary");
+        using namespace platform::Keysym;
         QTest::addRow("editor") << "mousepad"
-                                << "Mousepad" << QStringList{"Control_L"} << "v" << false;
+                                << "Mousepad" << QList<quint32>{controlL} << quint32('v') << false;
         QTest::addRow("xterm") << "xterm"
-                               << "XTerm" << QStringList{"Shift_L"} << "Insert" << true;
+                               << "XTerm" << QList<quint32>{shiftL} << insert << true;
         QTest::addRow("uxterm") << "xterm"
-                                << "UXTerm" << QStringList{"Shift_L"} << "Insert" << true;
+                                << "UXTerm" << QList<quint32>{shiftL} << insert << true;
         QTest::addRow("gnome terminal")
             << "gnome-terminal-server"
-            << "Gnome-terminal" << QStringList{"Control_L", "Shift_L"} << "v" << false;
+            << "Gnome-terminal" << QList<quint32>{controlL, shiftL} << quint32('v') << false;
         QTest::addRow("xfce4-terminal")
             << "xfce4-terminal"
-            << "Xfce4-terminal" << QStringList{"Control_L", "Shift_L"} << "v" << false;
+            << "Xfce4-terminal" << QList<quint32>{controlL, shiftL} << quint32('v') << false;
         QTest::addRow("unknown window") << ""
-                                        << "" << QStringList{"Control_L"} << "v" << false;
+                                        << "" << QList<quint32>{controlL} << quint32('v') << false;
     }
 
     void pasteChordFollowsTheWindowClass()
     {
         QFETCH(QString, name);
         QFETCH(QString, cls);
-        QFETCH(QStringList, modifiers);
-        QFETCH(QString, key);
+        QFETCH(QList<quint32>, modifiers);
+        QFETCH(quint32, key);
         QFETCH(bool, primary);
-        const auto paste = TextManipulationService::pasteChordFor(name, cls);
-        QCOMPARE(paste.chord.modifierKeysyms, modifiers);
-        QCOMPARE(paste.chord.keysym, key);
+        const auto paste = platform::pasteChordForClass(name, cls);
+        QCOMPARE(paste.chord.modifiers, modifiers);
+        QCOMPARE(paste.chord.key, key);
         QCOMPARE(paste.alsoPrimary, primary);
     }
 

@@ -1,0 +1,10 @@
+#include "HotKeys.h"
+
+namespace platform {
+
+size_t qHash(const HotKey &hotKey, size_t seed)
+{
+    return qHashMulti(seed, hotKey.storedKeyCode, hotKey.keysym, hotKey.modifiers);
+}
+
+} // namespace platform

@@ -1,0 +1,11 @@
+#pragma once
+
+#include "Platform.h"
+
+namespace platform::fake {
+
+// A desktop of its own for a build without a window system: nothing is
+// active, nothing is selected, no key reaches anything.
+Platform makePlatform();
+
+} // namespace platform::fake

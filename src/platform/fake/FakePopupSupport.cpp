@@ -1,0 +1,11 @@
+#include "FakePopupSupport.h"
+
+namespace platform::fake {
+
+PopupSupport::GrabOutcome PopupSupport::grabKeyboard(QWindow *window) const
+{
+    ++m_attempts;
+    return window ? m_outcome : GrabOutcome::Failed;
+}
+
+} // namespace platform::fake

@@ -1,0 +1,17 @@
+#pragma once
+
+#include "KeyInput.h"
+
+namespace platform::x11 {
+
+// XTest, on each thread's own connection.
+class KeyInput final : public platform::KeyInput {
+public:
+    bool isAvailable() const override;
+    bool post(const KeyChord &chord, bool sendKeyUp) const override;
+    bool modifiersHeld() const override;
+    // A grab of our own is refused then.
+    bool keyboardGrabbedByAnother() const override;
+};
+
+} // namespace platform::x11

@@ -1,0 +1,28 @@
+#include "X11Platform.h"
+
+#include "FreedesktopNotifications.h"
+#include "X11HotKeys.h"
+#include "X11KeyInput.h"
+#include "X11PopupSupport.h"
+#include "X11Selections.h"
+#include "X11Windows.h"
+#include "XdgAutostart.h"
+
+#include <QCoreApplication>
+
+namespace platform::x11 {
+
+Platform makePlatform()
+{
+    Platform platform;
+    platform.windows = std::make_unique<Windows>();
+    platform.selections = std::make_unique<Selections>();
+    platform.keys = std::make_unique<KeyInput>();
+    platform.hotKeys = std::make_unique<HotKeys>();
+    platform.popups = std::make_unique<PopupSupport>();
+    platform.loginItem = std::make_unique<XdgAutostart>(QCoreApplication::applicationFilePath());
+    platform.notifications = std::make_unique<FreedesktopNotifications>();
+    return platform;
+}
+
+} // namespace platform::x11

@@ -1,0 +1,11 @@
+#pragma once
+
+#include "Platform.h"
+
+namespace platform::x11 {
+
+// An X11 session's platform, with the freedesktop.org autostart entry and
+// notifications. Main thread, once the QGuiApplication exists.
+Platform makePlatform();
+
+} // namespace platform::x11

@@ -16,6 +16,9 @@
 Q_DECLARE_METATYPE(AIVendor)
 Q_DECLARE_METATYPE(APIError::Kind)
 
+using TestSupport::await;
+using TestSupport::Outcome;
+
 namespace {
 
 const QString testKey = QStringLiteral("sk-test-0123456789abcdef");

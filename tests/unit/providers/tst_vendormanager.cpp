@@ -15,6 +15,9 @@
 
 Q_DECLARE_METATYPE(AIVendor)
 
+using TestSupport::await;
+using TestSupport::finishes;
+
 namespace {
 
 const QString testKey = QStringLiteral("sk-manager-test");
@@ -252,7 +255,7 @@ private Q_SLOTS:
         connect(&manager, &VendorManager::validationStatesChanged, this,
                 [&]() { seen << manager.validationStates().value(AIVendor::anthropic); });
         QVERIFY(m_fake.fail(QStringLiteral("401")));
-        awaitVoid(manager.validateVendor(fakeConfig(AIVendor::anthropic)));
+        QVERIFY(finishes(manager.validateVendor(fakeConfig(AIVendor::anthropic))));
 
         const QList<ValidationState> expected{ValidationState::validating(),
                                               ValidationState::invalid("HTTP error: 401")};
@@ -271,8 +274,7 @@ private Q_SLOTS:
         edited.selectedModel = QStringLiteral("gemini-2.5-flash");
         const QFuture<void> done = manager.validateVendor(edited);
         QCOMPARE(manager.validationStates().value(AIVendor::gemini), ValidationState::validating());
-        awaitVoid(done);
-        QVERIFY(done.isFinished());
+        QVERIFY(finishes(done));
         QCOMPARE(manager.validationStates().value(AIVendor::gemini), ValidationState::valid());
 
         // The prompt is exactly "Test": no base instructions.
@@ -300,7 +302,7 @@ private Q_SLOTS:
     {
         storeKey(AIVendor::openai);
         VendorManager manager;
-        awaitVoid(manager.validateVendor(fakeConfig(AIVendor::openai)));
+        QVERIFY(finishes(manager.validateVendor(fakeConfig(AIVendor::openai))));
         QCOMPARE(manager.validationStates().value(AIVendor::openai), ValidationState::valid());
         QVERIFY(store().contains(Settings::vendorConfigKey(AIVendors::rawValue(AIVendor::openai))));
         store().remove(Settings::vendorConfigKey(AIVendors::rawValue(AIVendor::openai)));

@@ -249,6 +249,7 @@ private Q_SLOTS:
         QTest::newRow("anthropic 529 overloaded") << anthropic << "529" << Kind::httpError << 529;
         QTest::newRow("openai 201 with a valid body") << openai << "201" << Kind::httpError << 201;
         QTest::newRow("anthropic not JSON") << anthropic << "nonjson" << Kind::networkError << 0;
+        QTest::newRow("openai 20 MB answer") << openai << "huge:20" << Kind::invalidResponse << 0;
         // Gemini's URL carries the key, and a transport error may quote it.
         QTest::newRow("gemini dropped connection") << gemini << "drop" << Kind::networkError << 0;
         QTest::newRow("gemini body cut short") << gemini << "cut" << Kind::networkError << 0;
@@ -334,80 +335,54 @@ private Q_SLOTS:
         QCOMPARE(sent[1].headers.value("x-api-key"), QStringLiteral("sk-rotated"));
     }
 
-    void answersHaveACeiling_data()
+    // The ceiling is 4 MB (a 20 MB answer is a failure row above).
+    void anAnswerUnderTheCeilingArrives()
     {
-        QTest::addColumn<QString>("failure");
-        QTest::addColumn<bool>("accepted");
-        QTest::newRow("3 MB is an answer") << "huge:3" << true;
-        QTest::newRow("20 MB is refused") << "huge:20" << false;
-    }
-
-    void answersHaveACeiling()
-    {
-        QFETCH(QString, failure);
-        QFETCH(bool, accepted);
-        QVERIFY(m_fake.fail(failure));
+        QVERIFY(m_fake.fail(QStringLiteral("huge:3")));
         const auto outcome = send(configFor(AIVendor::openai));
-        QVERIFY(outcome.finished);
-        if (accepted) {
-            QVERIFY2(outcome.value, qPrintable(outcome.said()));
-            QCOMPARE(outcome.value->size(), 3 * 1024 * 1024);
-        } else {
-            QVERIFY2(outcome.error, qPrintable(outcome.said()));
-            QCOMPARE(*outcome.error, APIError::invalidResponse());
-        }
+        QVERIFY2(outcome.value, qPrintable(outcome.said()));
+        QCOMPARE(outcome.value->size(), 3 * 1024 * 1024);
     }
 
-    // A key that would break the request (a line break starts a header of
-    // its own) never goes out; the provider's invalid-key error instead.
-    void aKeyWithControlCharactersIsNeverSent_data()
+    // A request that cannot be made fails before anything is sent: a URL
+    // that does not form, or a key that would break the request (a line
+    // break starts a header of its own), refused as an invalid key.
+    void unsendableRequestsFailBeforeSending_data()
     {
         QTest::addColumn<AIVendor>("vendor");
+        QTest::addColumn<QString>("host"); // null: the stand-in's
         QTest::addColumn<QString>("key");
-        QTest::newRow("openai header injection") << AIVendor::openai << "sk-a\nX-Injected: yes";
-        QTest::newRow("anthropic trailing line break") << AIVendor::anthropic << "sk-a\n";
-        QTest::newRow("gemini tab") << AIVendor::gemini << "AIza\tb";
-    }
-
-    void aKeyWithControlCharactersIsNeverSent()
-    {
-        QFETCH(AIVendor, vendor);
-        QFETCH(QString, key);
-        const auto outcome =
-            await(AIVendorFactory::makeClient(configFor(vendor), key)->sendMessage("x"));
-        QVERIFY2(outcome.error, qPrintable(outcome.said()));
-        QCOMPARE(*outcome.error, APIError::httpError(401));
-        QCOMPARE(m_fake.requests().size(), 0);
-    }
-
-    void invalidURLsFailBeforeSending_data()
-    {
-        QTest::addColumn<AIVendor>("vendor");
-        QTest::addColumn<QString>("host");
-        QTest::addColumn<QString>("key");
+        QTest::addColumn<bool>("keyRefused"); // otherwise an invalid URL
         for (AIVendor vendor : AIVendors::allCases()) {
             const QByteArray name = AIVendors::rawValue(vendor).toLatin1();
             QTest::addRow("%s space in host", name.constData())
-                << vendor << "api.exa mple.com" << testKey;
-            QTest::addRow("%s no host", name.constData()) << vendor << "" << testKey;
+                << vendor << "api.exa mple.com" << testKey << false;
+            QTest::addRow("%s no host", name.constData()) << vendor << "" << testKey << false;
         }
         QTest::newRow("gemini key a URL cannot hold")
-            << AIVendor::gemini << QString() << "sk bad key";
+            << AIVendor::gemini << QString() << "sk bad key" << false;
+        QTest::newRow("openai header injection")
+            << AIVendor::openai << QString() << "sk-a\nX-Injected: yes" << true;
+        QTest::newRow("anthropic trailing line break")
+            << AIVendor::anthropic << QString() << "sk-a\n"
+            << true;
+        QTest::newRow("gemini tab") << AIVendor::gemini << QString() << "AIza\tb" << true;
     }
 
-    void invalidURLsFailBeforeSending()
+    void unsendableRequestsFailBeforeSending()
     {
         QFETCH(AIVendor, vendor);
         QFETCH(QString, host);
         QFETCH(QString, key);
-        QVERIFY(KeychainService::shared().storeAPIKey(key, vendor));
+        QFETCH(bool, keyRefused);
         VendorConfig config = configFor(vendor);
         if (!host.isNull()) {
             config.apiHost = host;
         }
-        const auto outcome = send(config);
+        const auto outcome =
+            await(AIVendorFactory::makeClient(config, key)->sendMessage(QStringLiteral("x")));
         QVERIFY2(outcome.error, qPrintable(outcome.said()));
-        QCOMPARE(*outcome.error, APIError::invalidURL());
+        QCOMPARE(*outcome.error, keyRefused ? APIError::httpError(401) : APIError::invalidURL());
         QVERIFY(m_fake.requests().isEmpty());
     }
 

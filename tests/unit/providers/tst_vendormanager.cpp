@@ -341,48 +341,62 @@ private Q_SLOTS:
         QCOMPARE(*outcome.error, APIError::httpError(429));
     }
 
-    void liveModelListsAreFetchedPagedAndMerged_data()
+    // The live models follow the built-in ones, fetched page by page with
+    // the provider's own key header; a later fetch that fails drops them
+    // again and says why. Fetching changes nothing stored.
+    void liveModelListsAreMergedAndDroppedOnFailure_data()
     {
         QTest::addColumn<AIVendor>("vendor");
         QTest::addColumn<QStringList>("added"); // after the built-in list
         QTest::addColumn<QStringList>("paths");
-        QTest::newRow("openai") << AIVendor::openai
-                                << QStringList{"gpt-5-mini", "o3-mini", "gpt-4.1"}
-                                << QStringList{"/v1/models"};
-        QTest::newRow("anthropic, three pages")
+        QTest::addColumn<QStringList>("failures"); // of the second fetch, one per request
+        QTest::addColumn<QString>("sentence");     // how its reason begins
+        QTest::newRow("openai, 401")
+            << AIVendor::openai << QStringList{"gpt-5-mini", "o3-mini", "gpt-4.1"}
+            << QStringList{"/v1/models"} << QStringList{"401"}
+            << "Could not load the model list from OpenAI (HTTP error: 401), "
+               "so only the built-in models are offered.";
+        QTest::newRow("anthropic, three pages, the second fails")
             << AIVendor::anthropic
             << QStringList{"claude-sonnet-4-5", "claude-opus-4-1", "claude-haiku-4-5",
                            "claude-sonnet-4-0"}
             << QStringList{"/v1/models", "/v1/models?after_id=claude-sonnet-4-5",
-                           "/v1/models?after_id=claude-haiku-4-5"};
-        QTest::newRow("gemini, three pages, generating models only")
+                           "/v1/models?after_id=claude-haiku-4-5"}
+            << QStringList{"ok", "500"}
+            << "Could not load the model list from Anthropic (HTTP error: 500), so only the "
+               "built-in models are offered.";
+        QTest::newRow("gemini, three pages, generating models only, not JSON")
             << AIVendor::gemini
             << QStringList{"gemini-2.5-flash", "gemini-2.5-pro", "gemini-2.0-flash"}
             << QStringList{"/v1beta/models?key=" + testKey,
                            "/v1beta/models?key=" + testKey + "&pageToken=2",
-                           "/v1beta/models?key=" + testKey + "&pageToken=4"};
+                           "/v1beta/models?key=" + testKey + "&pageToken=4"}
+            << QStringList{"nonjson"}
+            << "Could not load the model list from Google Gemini "
+               "(Network error: The response could not be read";
     }
 
-    void liveModelListsAreFetchedPagedAndMerged()
+    void liveModelListsAreMergedAndDroppedOnFailure()
     {
         QFETCH(AIVendor, vendor);
         QFETCH(QStringList, added);
         QFETCH(QStringList, paths);
+        QFETCH(QStringList, failures);
+        QFETCH(QString, sentence);
         storeKey(vendor);
         QVERIFY(m_fake.setKey(testKey));
         VendorManager manager;
         manager.updateConfiguration(vendor, fakeConfig(vendor));
-        QCOMPARE(manager.offeredModels(vendor), AIVendors::availableModels(vendor));
+        const QStringList builtIn = AIVendors::availableModels(vendor);
+        QCOMPARE(manager.offeredModels(vendor), builtIn);
         QSignalSpy changed(&manager, &VendorManager::offeredModelsChanged);
 
-        const auto outcome = await(manager.fetchModels(vendor));
-        QVERIFY(outcome.value);
-        const QStringList expected = AIVendors::availableModels(vendor) + added;
-        QCOMPARE(*outcome.value, expected);
-        QCOMPARE(manager.offeredModels(vendor), expected);
+        auto outcome = await(manager.fetchModels(vendor));
+        QVERIFY2(outcome.value, qPrintable(outcome.said()));
+        QCOMPARE(*outcome.value, builtIn + added);
+        QCOMPARE(manager.offeredModels(vendor), builtIn + added);
         QCOMPARE(manager.modelListError(vendor), QString());
         QCOMPARE(changed.size(), 1);
-
         const auto sent = m_fake.requests();
         QStringList sentPaths;
         for (const auto &request : sent) {
@@ -396,51 +410,20 @@ private Q_SLOTS:
             QCOMPARE(sent[0].headers.value("x-api-key"), testKey);
             QCOMPARE(sent[0].headers.value("anthropic-version"), QStringLiteral("2023-06-01"));
         }
-        // Fetching lists does not change what is stored.
-        QVERIFY(!store().contains(configKey(vendor)));
-    }
-
-    void aFailedModelListLeavesTheBuiltInList_data()
-    {
-        QTest::addColumn<AIVendor>("vendor");
-        QTest::addColumn<QStringList>("failures"); // one per request, in order
-        QTest::addColumn<QString>("sentence");
-        QTest::newRow("openai 401")
-            << AIVendor::openai << QStringList{"401"}
-            << "Could not load the model list from OpenAI (HTTP error: 401), "
-               "so only the built-in models are offered.";
-        QTest::newRow("anthropic, second page fails")
-            << AIVendor::anthropic << QStringList{"ok", "500"}
-            << "Could not load the model list from Anthropic (HTTP error: 500), so only the "
-               "built-in models are offered.";
-        QTest::newRow("gemini, not JSON") << AIVendor::gemini << QStringList{"nonjson"}
-                                          << "Could not load the model list from Google Gemini "
-                                             "(Network error: The response could not be read";
-    }
-
-    void aFailedModelListLeavesTheBuiltInList()
-    {
-        QFETCH(AIVendor, vendor);
-        QFETCH(QStringList, failures);
-        QFETCH(QString, sentence);
-        storeKey(vendor);
-        VendorManager manager;
-        manager.updateConfiguration(vendor, fakeConfig(vendor));
-        QVERIFY(await(manager.fetchModels(vendor)).value);
-        QVERIFY(manager.offeredModels(vendor).size() > AIVendors::availableModels(vendor).size());
 
         for (const QString &failure : failures) {
             QVERIFY(m_fake.fail(failure));
         }
-        const auto outcome = await(manager.fetchModels(vendor));
-        QVERIFY(outcome.value);
-        QCOMPARE(*outcome.value, AIVendors::availableModels(vendor));
-        QCOMPARE(manager.offeredModels(vendor), AIVendors::availableModels(vendor));
-        QVERIFY2(manager.modelListError(vendor).startsWith(sentence),
-                 qPrintable(manager.modelListError(vendor)));
-        QVERIFY(manager.modelListError(vendor).endsWith(
-            QStringLiteral("so only the built-in models are offered.")));
-        QVERIFY(!manager.modelListError(vendor).contains(testKey));
+        outcome = await(manager.fetchModels(vendor));
+        QVERIFY2(outcome.value, qPrintable(outcome.said()));
+        QCOMPARE(*outcome.value, builtIn);
+        QCOMPARE(manager.offeredModels(vendor), builtIn);
+        QCOMPARE(changed.size(), 2);
+        const QString reason = manager.modelListError(vendor);
+        QVERIFY2(reason.startsWith(sentence), qPrintable(reason));
+        QVERIFY(reason.endsWith(QStringLiteral("so only the built-in models are offered.")));
+        QVERIFY(!reason.contains(testKey));
+        QVERIFY(!store().contains(configKey(vendor)));
     }
 };
 

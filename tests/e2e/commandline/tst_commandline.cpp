@@ -118,11 +118,16 @@ private:
         return run;
     }
 
-    void useFakeProvider(AIVendor vendor, const QString &host = QString())
+    // The provider's configuration, pointing at the stand-in (or at host),
+    // and its key in the keyring unless key is null.
+    void useFakeProvider(AIVendor vendor, const QString &key, const QString &host = QString())
     {
         VendorConfig config = AIVendors::defaultConfig(vendor);
         config.apiHost = host.isNull() ? m_fake.host() : host;
         Settings::standard().setVendorConfig(AIVendors::rawValue(vendor), config.encode());
+        if (!key.isNull()) {
+            QVERIFY(KeychainService::shared().storeAPIKey(key, vendor));
+        }
     }
 
     QString sentPrompt(int index = 0)
@@ -182,41 +187,62 @@ private Q_SLOTS:
         QCOMPARE(vellumo({"key", "delete", "anthropic"}).exitCode, 0);
     }
 
-    void badKeyCommandsChangeNothing_data()
+    // A usage error exits with 2 and points at --help; a key that cannot be
+    // stored exits with 1. Neither prints on standard output, changes the
+    // stored key or sends anything.
+    void badCommandsChangeNothing_data()
     {
         QTest::addColumn<QStringList>("arguments");
         QTest::addColumn<QByteArray>("input");
         QTest::addColumn<int>("exitCode");
-        QTest::newRow("empty input")
-            << QStringList{"key", "set", "openai"} << QByteArray("\n") << 1;
-        QTest::newRow("unknown provider")
-            << QStringList{"key", "set", "OpenAI"} << QByteArray("sk") << 2;
+        QTest::addColumn<QByteArray>("said"); // on standard error
+        const QByteArray help("vellumo --help");
+        const QStringList setKey{"key", "set", "openai"};
+        QTest::newRow("run without text") << QStringList{"run"} << QByteArray() << 2 << help;
+        QTest::newRow("run with two texts")
+            << QStringList{"run", "a", "b"} << QByteArray() << 2 << help;
+        QTest::newRow("models without provider")
+            << QStringList{"models"} << QByteArray() << 2 << help;
+        QTest::newRow("models of an unknown provider")
+            << QStringList{"models", "mistral"} << QByteArray() << 2 << help;
+        QTest::newRow("unknown command") << QStringList{"translate"} << QByteArray() << 2 << help;
+        QTest::newRow("key of an unknown provider")
+            << QStringList{"key", "set", "OpenAI"} << QByteArray("sk") << 2 << help;
         QTest::newRow("key as an argument")
-            << QStringList{"key", "set", "openai", "sk-x"} << QByteArray("sk") << 2;
-        QTest::newRow("unknown action")
-            << QStringList{"key", "show", "openai"} << QByteArray() << 2;
+            << setKey + QStringList{"sk-x"} << QByteArray("sk") << 2 << help;
+        QTest::newRow("unknown key action")
+            << QStringList{"key", "show", "openai"} << QByteArray() << 2 << help;
+        QTest::newRow("empty key")
+            << setKey << QByteArray("\n") << 1 << QByteArray("nothing was stored");
+        QTest::newRow("key with a header in it") << setKey << QByteArray("sk-a\nX-Injected: yes\n")
+                                                 << 1 << QByteArray("control character");
+        QTest::newRow("key with two line ends")
+            << setKey << QByteArray("sk-a\n\n") << 1 << QByteArray("control character");
     }
 
-    void badKeyCommandsChangeNothing()
+    void badCommandsChangeNothing()
     {
         QFETCH(QStringList, arguments);
         QFETCH(QByteArray, input);
         QFETCH(int, exitCode);
-        QVERIFY(
-            KeychainService::shared().storeAPIKey(QStringLiteral("sk-before"), AIVendor::openai));
+        QFETCH(QByteArray, said);
+        useFakeProvider(AIVendor::openai, QStringLiteral("sk-before"));
         const Run run = vellumo(arguments, input);
         QCOMPARE(run.exitCode, exitCode);
-        QVERIFY(!run.err.isEmpty());
+        QCOMPARE(run.out, QByteArray());
+        QVERIFY2(run.err.contains(said), run.err.constData());
         QCOMPARE(KeychainService::shared().retrieveAPIKey(AIVendor::openai),
-                 std::optional(QStringLiteral("sk-before")));
+                 std::optional(u"sk-before"_qs));
+        QVERIFY(m_fake.requests().isEmpty());
     }
 
     void runPrintsTheAnswerOfADefaultCommand()
     {
-        useFakeProvider(AIVendor::openai);
+        useFakeProvider(AIVendor::openai, QString());
         QCOMPARE(vellumo({"key", "set", "openai"}, "sk-cli\n").exitCode, 0);
         QVERIFY(m_fake.setKey(QStringLiteral("sk-cli")));
-        const QString answer = QStringLiteral("Guten Tag! 🇩🇪\n");
+        // Printed exactly as received, blanks and line ends included.
+        const QString answer = QStringLiteral("\n\n  Guten Tag! 🇩🇪  \n\n");
         QVERIFY(m_fake.setAnswer(answer));
 
         const Run run = vellumo({"run", translate}, "Guten Tag\n");
@@ -230,37 +256,38 @@ private Q_SLOTS:
                  QStringLiteral("Bearer sk-cli"));
     }
 
+    // A failed run prints one line, the failure's sentence, on standard
+    // error, nothing on standard output, and exits with 1. The request went
+    // out once, and was paid once, even when the connection dropped after it.
     void runPrintsTheSentenceOfAFailure_data()
     {
         QTest::addColumn<QString>("failure");
-        QTest::addColumn<QByteArray>("sentence");
+        QTest::addColumn<QByteArray>("sentence"); // how standard error begins
         QTest::newRow("401") << "401"
                              << QByteArray(
                                     "Invalid API key. Please check your API key in settings.\n");
-        QTest::newRow("503") << "503"
-                             << QByteArray("Server error (503). Please try again later.\n");
-        QTest::newRow("404") << "404" << QByteArray("HTTP error: 404\n");
-        QTest::newRow("empty") << "empty" << QByteArray("No content received from API.\n");
+        QTest::newRow("20 MB answer")
+            << "huge:20" << QByteArray("Invalid response from API server.\n");
+        QTest::newRow("dropped connection") << "drop" << QByteArray("Network error: ");
     }
 
     void runPrintsTheSentenceOfAFailure()
     {
         QFETCH(QString, failure);
         QFETCH(QByteArray, sentence);
-        useFakeProvider(AIVendor::anthropic);
-        QVERIFY(
-            KeychainService::shared().storeAPIKey(QStringLiteral("sk-ant"), AIVendor::anthropic));
+        useFakeProvider(AIVendor::anthropic, QStringLiteral("sk-ant"));
         QVERIFY(m_fake.fail(failure));
         const Run run = vellumo({"run", translate}, "Guten Tag\n");
         QCOMPARE(run.exitCode, 1);
         QCOMPARE(run.out, QByteArray());
-        QCOMPARE(run.err, sentence);
+        QVERIFY2(run.err.startsWith(sentence), run.err.constData());
+        QCOMPARE(run.err.count('\n'), 1);
+        QCOMPARE(m_fake.requests().size(), 1);
     }
 
     void runFindsStoredCommandsAndOneOffInstructions()
     {
-        useFakeProvider(AIVendor::gemini);
-        QVERIFY(KeychainService::shared().storeAPIKey(QStringLiteral("AIza"), AIVendor::gemini));
+        useFakeProvider(AIVendor::gemini, QStringLiteral("AIza"));
         DefaultsStore::standard().setText(Settings::baseInstructionsKey, QString());
         // A stored command with a default's title takes its place.
         CommandStore::saveStoredCommands(
@@ -284,21 +311,9 @@ private Q_SLOTS:
         QCOMPARE(prompt(2), QStringLiteral("🇩🇪 translate to german\n\nText to process: x"));
     }
 
-    void runAnswersAreNotTrimmed()
-    {
-        useFakeProvider(AIVendor::openai);
-        QVERIFY(KeychainService::shared().storeAPIKey(QStringLiteral("sk"), AIVendor::openai));
-        const QString answer = QStringLiteral("\n\n  two blank lines before, spaces after  \n\n");
-        QVERIFY(m_fake.setAnswer(answer));
-        const Run run = vellumo({"run", translate}, "x");
-        QCOMPARE(run.exitCode, 0);
-        QCOMPARE(run.out, answer.toUtf8());
-    }
-
     void runWithoutAProviderSendsNothing()
     {
-        useFakeProvider(AIVendor::openai);
-        QVERIFY(KeychainService::shared().storeAPIKey(QStringLiteral("  "), AIVendor::openai));
+        useFakeProvider(AIVendor::openai, QStringLiteral("  "));
         const Run run = vellumo({"run", translate}, "Guten Tag");
         QCOMPARE(run.exitCode, 1);
         QCOMPARE(run.err, QByteArray("No valid AI provider configured. Please configure an API key "
@@ -308,9 +323,7 @@ private Q_SLOTS:
 
     void modelsPrintsTheOfferedList()
     {
-        useFakeProvider(AIVendor::anthropic);
-        QVERIFY(
-            KeychainService::shared().storeAPIKey(QStringLiteral("sk-ant"), AIVendor::anthropic));
+        useFakeProvider(AIVendor::anthropic, QStringLiteral("sk-ant"));
         Run run = vellumo({"models", "anthropic"});
         QCOMPARE(run.exitCode, 0);
         const QStringList expected = AIVendors::availableModels(AIVendor::anthropic) +
@@ -332,10 +345,8 @@ private Q_SLOTS:
     // decides nothing; unlocked, all is as before.
     void aLockedKeyringIsSaidAndChangesNothing()
     {
-        useFakeProvider(AIVendor::openai);
-        useFakeProvider(AIVendor::gemini);
-        QVERIFY(KeychainService::shared().storeAPIKey(QStringLiteral("sk-o"), AIVendor::openai));
-        QVERIFY(KeychainService::shared().storeAPIKey(QStringLiteral("AIza-g"), AIVendor::gemini));
+        useFakeProvider(AIVendor::openai, QStringLiteral("sk-o"));
+        useFakeProvider(AIVendor::gemini, QStringLiteral("AIza-g"));
         DefaultsStore::standard().setText(Settings::defaultVendorKey, QStringLiteral("gemini"));
         QVERIFY(TestSupport::lockKeyring());
         const Run run = vellumo({"run", translate}, "Guten Tag");
@@ -371,8 +382,7 @@ private Q_SLOTS:
 
     void aFrozenOrAbsentKeyringFailsFast()
     {
-        useFakeProvider(AIVendor::openai);
-        QVERIFY(KeychainService::shared().storeAPIKey(QStringLiteral("sk-o"), AIVendor::openai));
+        useFakeProvider(AIVendor::openai, QStringLiteral("sk-o"));
         QVERIFY(TestSupport::freezeKeyring(true));
         const Run frozen = vellumo({"run", translate}, "x");
         QVERIFY(TestSupport::freezeKeyring(false));
@@ -391,59 +401,45 @@ private Q_SLOTS:
         QVERIFY(m_fake.requests().isEmpty());
     }
 
-    void keysWithControlCharactersNeverReachARequest()
-    {
-        useFakeProvider(AIVendor::openai);
-        QVERIFY(
-            KeychainService::shared().storeAPIKey(QStringLiteral("sk-before"), AIVendor::openai));
-        Run run = vellumo({"key", "set", "openai"}, "sk-a\nX-Injected: yes\n");
-        QCOMPARE(run.exitCode, 1);
-        QVERIFY(run.err.contains("control character"));
-        run = vellumo({"key", "set", "openai"}, "sk-a\n\n");
-        QCOMPARE(run.exitCode, 1);
-        QCOMPARE(KeychainService::shared().retrieveAPIKey(AIVendor::openai),
-                 std::optional(u"sk-before"_qs));
-
-        // Put there by another tool, such a key is refused at the request.
-        secretTool(
-            {"store", "--label=x", "service", "com.vellumo.Vellumo.openai", "account", "api_key"},
-            "sk-c\nX-Injected: yes");
-        run = vellumo({"run", translate}, "x");
-        QCOMPARE(run.exitCode, 1);
-        QCOMPARE(run.err, QByteArray("Invalid API key. Please check your API key in settings.\n"));
-        QVERIFY(m_fake.requests().isEmpty());
-    }
-
-    void invalidRequestURLsExitAtOnce_data()
+    // Requests that cannot be made fail at once, with the sentence, and
+    // nothing is sent. The keys come from another tool: Vellumo itself would
+    // not store a tab or a line break.
+    void invalidRequestsExitAtOnce_data()
     {
         QTest::addColumn<int>("vendor");
         QTest::addColumn<QString>("host");
         QTest::addColumn<QString>("key");
+        QTest::addColumn<QByteArray>("sentence");
+        const QByteArray url("Invalid API URL. Please check your host and path settings.\n");
+        const QByteArray key("Invalid API key. Please check your API key in settings.\n");
         QTest::newRow("a space in the host") << int(AIVendor::openai) << "api.example .com"
-                                             << "sk";
+                                             << "sk" << url;
         QTest::newRow("an empty host") << int(AIVendor::anthropic) << ""
-                                       << "sk";
+                                       << "sk" << url;
         QTest::newRow("port 99999") << int(AIVendor::openai) << "127.0.0.1:99999"
-                                    << "sk";
+                                    << "sk" << url;
         QTest::newRow("a Gemini key with a space")
-            << int(AIVendor::gemini) << QString() << "AIza b";
-        QTest::newRow("a Gemini key with a tab") << int(AIVendor::gemini) << QString() << "AIza\tb";
+            << int(AIVendor::gemini) << QString() << "AIza b" << url;
+        QTest::newRow("a Gemini key with a tab")
+            << int(AIVendor::gemini) << QString() << "AIza\tb" << key;
+        QTest::newRow("an OpenAI key with a header in it")
+            << int(AIVendor::openai) << QString() << "sk-c\nX-Injected: yes" << key;
     }
 
-    void invalidRequestURLsExitAtOnce()
+    void invalidRequestsExitAtOnce()
     {
         QFETCH(int, vendor);
         QFETCH(QString, host);
         QFETCH(QString, key);
+        QFETCH(QByteArray, sentence);
         const auto provider = AIVendor(vendor);
-        useFakeProvider(provider, host);
-        // A tab cannot be stored; it arrives from another tool.
+        useFakeProvider(provider, QString(), host);
         secretTool({"store", "--label=x", "service", KeychainService::service(provider), "account",
                     "api_key"},
                    key.toUtf8());
         const Run run = vellumo({"run", translate}, "x");
         QCOMPARE(run.exitCode, 1);
-        QVERIFY(!run.err.isEmpty());
+        QCOMPARE(run.err, sentence);
         QVERIFY2(run.milliseconds < 1000, qPrintable(QString::number(run.milliseconds)));
         const Run models = vellumo({"models", AIVendors::rawValue(provider)});
         QCOMPARE(models.exitCode, 1);
@@ -451,35 +447,10 @@ private Q_SLOTS:
         QVERIFY(m_fake.requests().isEmpty());
     }
 
-    // Sent once and paid once, even when the connection drops after it.
-    void aDroppedConnectionSendsTheRequestOnce()
-    {
-        useFakeProvider(AIVendor::anthropic);
-        QVERIFY(
-            KeychainService::shared().storeAPIKey(QStringLiteral("sk-ant"), AIVendor::anthropic));
-        QVERIFY(m_fake.fail(QStringLiteral("drop")));
-        const Run run = vellumo({"run", translate}, "x");
-        QCOMPARE(run.exitCode, 1);
-        QVERIFY(run.err.startsWith("Network error: "));
-        QCOMPARE(m_fake.requests().size(), 1);
-    }
-
-    void aHugeAnswerIsRefusedAndNotPrinted()
-    {
-        useFakeProvider(AIVendor::openai);
-        QVERIFY(KeychainService::shared().storeAPIKey(QStringLiteral("sk"), AIVendor::openai));
-        QVERIFY(m_fake.fail(QStringLiteral("huge:20")));
-        const Run run = vellumo({"run", translate}, "x");
-        QCOMPARE(run.exitCode, 1);
-        QCOMPARE(run.out, QByteArray());
-        QCOMPARE(run.err, QByteArray("Invalid response from API server.\n"));
-    }
-
     // An editor filter keeps the text whatever happens.
     void keepInputGivesBackTheTextOnFailure()
     {
-        useFakeProvider(AIVendor::openai);
-        QVERIFY(KeychainService::shared().storeAPIKey(QStringLiteral("sk"), AIVendor::openai));
+        useFakeProvider(AIVendor::openai, QStringLiteral("sk"));
         const QByteArray text = "Line one\n  line two, no line end";
         QVERIFY(m_fake.fail(QStringLiteral("401")));
         Run run = vellumo({"run", "--keep-input", translate}, text);
@@ -513,33 +484,13 @@ private Q_SLOTS:
     // No byte for a minute: the request fails at the transfer time-out.
     void aStalledAnswerFailsAfterAMinute()
     {
-        useFakeProvider(AIVendor::openai);
-        QVERIFY(KeychainService::shared().storeAPIKey(QStringLiteral("sk"), AIVendor::openai));
+        useFakeProvider(AIVendor::openai, QStringLiteral("sk"));
         QVERIFY(m_fake.fail(QStringLiteral("slow:75")));
         const Run run = vellumo({"run", translate}, "x");
         QCOMPARE(run.exitCode, 1);
         QCOMPARE(run.err, QByteArray("Network error: The request timed out.\n"));
         QVERIFY2(run.milliseconds >= 59000 && run.milliseconds < 66000,
                  qPrintable(QString::number(run.milliseconds)));
-    }
-
-    void usageErrors_data()
-    {
-        QTest::addColumn<QStringList>("arguments");
-        QTest::newRow("run without text") << QStringList{"run"};
-        QTest::newRow("run with two texts") << QStringList{"run", "a", "b"};
-        QTest::newRow("models without provider") << QStringList{"models"};
-        QTest::newRow("models of an unknown provider") << QStringList{"models", "mistral"};
-        QTest::newRow("unknown command") << QStringList{"translate"};
-    }
-
-    void usageErrors()
-    {
-        QFETCH(QStringList, arguments);
-        const Run run = vellumo(arguments);
-        QCOMPARE(run.exitCode, 2);
-        QVERIFY(run.err.contains("vellumo --help"));
-        QVERIFY(m_fake.requests().isEmpty());
     }
 };
 

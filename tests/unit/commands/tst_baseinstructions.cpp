@@ -24,7 +24,6 @@ private Q_SLOTS:
 
     void firstUseStoresTheDefault()
     {
-        QCOMPARE(BaseInstructionsService::defaultBaseInstructions.size(), 428);
         QVERIFY(!BaseInstructionsService::defaultBaseInstructions.endsWith(u'\n'));
         BaseInstructionsService service;
         QCOMPARE(service.baseInstructions(), BaseInstructionsService::defaultBaseInstructions);
@@ -57,7 +56,6 @@ private Q_SLOTS:
         BaseInstructionsService service;
         const QString composed = service.composePrompt(QStringLiteral("Do it"));
         QCOMPARE(composed, QStringLiteral("Be brief.\n\n\n---\n\nDo it"));
-        QVERIFY(composed.contains(QStringLiteral("\n\n\n---")));
 
         DefaultsStore::standard().setText(key(), QStringLiteral("  Lead"));
         BaseInstructionsService leading;

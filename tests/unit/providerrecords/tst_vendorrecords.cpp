@@ -48,7 +48,6 @@ private Q_SLOTS:
         QCOMPARE(AIVendors::availableModels(AIVendor::gemini).indexOf(gemini.selectedModel), 1);
         QCOMPARE(AIVendors::defaultConfig(AIVendor::anthropic).baseURL(),
                  u"https://api.anthropic.com/v1"_qs);
-        QCOMPARE(AIVendors::availableModels(AIVendor::anthropic).size(), 4);
     }
 
     void baseURL_data()

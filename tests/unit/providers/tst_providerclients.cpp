@@ -1,29 +1,30 @@
 // The three provider clients against the local HTTPS stand-in: what goes on
-// the wire, and how every kind of failure comes back.
+// the wire, and what comes back for each kind of answer and failure. The
+// sentence the user reads for an APIError is errorText's (tst_apierror); here
+// each client must hand over the right APIError.
 #include "AIVendorFactory.h"
-#include "AnthropicAPIClient.h"
 #include "Await.h"
 #include "FakeProvider.h"
 #include "GeminiAPIClient.h"
 #include "KeychainService.h"
-#include "OpenAIAPIClient.h"
 #include "TestSupport.h"
 
+#include <QElapsedTimer>
 #include <QJsonArray>
+#include <QJsonDocument>
 #include <QTest>
 #include <QTimer>
 
 Q_DECLARE_METATYPE(AIVendor)
 Q_DECLARE_METATYPE(APIError::Kind)
 
+using TestSupport::await;
+using TestSupport::Outcome;
+using Headers = QMap<QString, QString>;
+
 namespace {
 
 const QString testKey = QStringLiteral("sk-test-0123456789abcdef");
-
-QString vendorName(AIVendor vendor)
-{
-    return AIVendors::rawValue(vendor);
-}
 
 } // namespace
 
@@ -33,17 +34,14 @@ class TestProviderClients : public QObject {
 private:
     FakeProvider m_fake;
 
-    VendorConfig configFor(AIVendor vendor, const QString &subPath = QString()) const
+    VendorConfig configFor(AIVendor vendor) const
     {
         VendorConfig config = AIVendors::defaultConfig(vendor);
         config.apiHost = m_fake.host();
-        if (!subPath.isNull()) {
-            config.subPath = subPath;
-        }
         return config;
     }
 
-    Outcome<QString> send(const VendorConfig &config, const QString &prompt)
+    Outcome<QString> send(const VendorConfig &config, const QString &prompt = QStringLiteral("x"))
     {
         return await(AIVendorFactory::makeClient(config)->sendMessage(prompt));
     }
@@ -75,39 +73,63 @@ private Q_SLOTS:
         qputenv("VELLUMO_CA_FILE", m_fake.caFile().toUtf8());
     }
 
-    void factoryPicksTheClientOfTheProvider()
+    // Each provider's own request. The stand-in tells the providers apart by
+    // path and headers, so the factory making the wrong client, or one that
+    // lost its configuration, fails here too.
+    void requestOnTheWire_data()
     {
-        const auto openai = AIVendorFactory::makeClient(configFor(AIVendor::openai));
-        const auto anthropic = AIVendorFactory::makeClient(configFor(AIVendor::anthropic));
-        const auto gemini = AIVendorFactory::makeClient(configFor(AIVendor::gemini));
-        QVERIFY(dynamic_cast<OpenAIAPIClient *>(openai.get()));
-        QVERIFY(dynamic_cast<AnthropicAPIClient *>(anthropic.get()));
-        QVERIFY(dynamic_cast<GeminiAPIClient *>(gemini.get()));
-        QCOMPARE(dynamic_cast<GeminiAPIClient *>(gemini.get())->config.apiHost, m_fake.host());
+        QTest::addColumn<AIVendor>("vendor");
+        QTest::addColumn<QString>("path");
+        QTest::addColumn<Headers>("headers"); // a null value: not sent at all
+        QTest::addColumn<QByteArray>("body");
+        QTest::newRow("openai") << AIVendor::openai << "/v1/chat/completions"
+                                << Headers{{"authorization", "Bearer " + testKey}}
+                                << QByteArray(R"({"model": "gpt-4o-mini", "max_tokens": 1000,
+            "temperature": 0.7, "messages": [{"role": "user", "content": "Say hi\nplease"}]})");
+        QTest::newRow("anthropic") << AIVendor::anthropic << "/v1/messages"
+                                   << Headers{{"x-api-key", testKey},
+                                              {"anthropic-version", "2023-06-01"},
+                                              {"authorization", QString()}}
+                                   << QByteArray(R"({"model": "claude-3-5-sonnet-20240620",
+            "max_tokens": 1000, "messages": [{"role": "user",
+            "content": [{"type": "text", "text": "Say hi\nplease"}]}]})");
+        QTest::newRow("gemini") << AIVendor::gemini
+                                << "/v1beta/models/gemini-1.5-flash:generateContent?key=" + testKey
+                                << Headers{{"authorization", QString()}, {"x-api-key", QString()}}
+                                << QByteArray(
+                                       R"({"contents": [{"parts": [{"text": "Say hi\nplease"}]}],
+            "generationConfig": {"maxOutputTokens": 1000, "temperature": 0.7}})");
     }
 
-    void openAIRequestOnTheWire()
+    void requestOnTheWire()
     {
-        const auto outcome = send(configFor(AIVendor::openai), QStringLiteral("Say hi\nplease"));
-        QVERIFY(outcome.finished);
-        QVERIFY2(outcome.value, outcome.error ? qPrintable(outcome.error->description()) : "");
-        QCOMPARE(*outcome.value, QStringLiteral("Answer from fake openai: please"));
+        QFETCH(AIVendor, vendor);
+        QFETCH(QString, path);
+        QFETCH(Headers, headers);
+        QFETCH(QByteArray, body);
+        const auto outcome = send(configFor(vendor), QStringLiteral("Say hi\nplease"));
+        QVERIFY2(outcome.value, qPrintable(outcome.said()));
+        QCOMPARE(*outcome.value, "Answer from fake " + AIVendors::rawValue(vendor) + ": please");
 
         const auto sent = m_fake.requests();
         QCOMPARE(sent.size(), 1);
         QCOMPARE(sent[0].method, QStringLiteral("POST"));
-        QCOMPARE(sent[0].path, QStringLiteral("/v1/chat/completions"));
-        QCOMPARE(sent[0].headers.value("authorization"), QStringLiteral("Bearer ") + testKey);
-        QCOMPARE(sent[0].headers.value("content-type"), QStringLiteral("application/json"));
-        const QJsonObject expected{
-            {"model", "gpt-4o-mini"},
-            {"messages", QJsonArray{QJsonObject{{"role", "user"}, {"content", "Say hi\nplease"}}}},
-            {"max_tokens", 1000},
-            {"temperature", 0.7},
-        };
+        QCOMPARE(sent[0].path, path);
+        headers.insert(QStringLiteral("content-type"), QStringLiteral("application/json"));
+        for (auto it = headers.cbegin(); it != headers.cend(); ++it) {
+            if (it.value().isNull()) {
+                QVERIFY2(!sent[0].headers.contains(it.key()), qPrintable(it.key()));
+            } else {
+                QCOMPARE(sent[0].headers.value(it.key()), it.value());
+            }
+        }
+        const QJsonObject expected = QJsonDocument::fromJson(body).object();
+        QVERIFY(!expected.isEmpty());
         QCOMPARE(sent[0].json(), expected);
-        // The shortest decimal form, not 0.69999999999999996.
-        QVERIFY2(sent[0].body.contains("\"temperature\":0.7"), sent[0].body.constData());
+        if (vendor != AIVendor::anthropic) {
+            // The shortest decimal form, not 0.69999999999999996.
+            QVERIFY2(sent[0].body.contains("\"temperature\":0.7"), sent[0].body.constData());
+        }
     }
 
     void openAINewerModelsGetCompletionTokens_data()
@@ -135,69 +157,18 @@ private Q_SLOTS:
         QFETCH(bool, completionTokens);
         VendorConfig config = configFor(AIVendor::openai);
         config.selectedModel = model;
-        const auto outcome = send(config, QStringLiteral("Hi"));
-        QVERIFY(outcome.value);
-        const QJsonObject body = m_fake.requests().value(0).json();
-        QCOMPARE(body.value("model").toString(), model);
+        QVERIFY(send(config).value);
+        QJsonObject expected{
+            {"model", model},
+            {"messages", QJsonArray{QJsonObject{{"role", "user"}, {"content", "x"}}}},
+        };
         if (completionTokens) {
-            QCOMPARE(body.value("max_completion_tokens").toInt(), 1000);
-            QVERIFY(!body.contains("max_tokens"));
-            QVERIFY(!body.contains("temperature"));
-            QCOMPARE(body.size(), 3);
+            expected.insert("max_completion_tokens", 1000);
         } else {
-            QCOMPARE(body.value("max_tokens").toInt(), 1000);
-            QCOMPARE(body.value("temperature").toDouble(), 0.7);
-            QVERIFY(!body.contains("max_completion_tokens"));
-            QCOMPARE(body.size(), 4);
+            expected.insert("max_tokens", 1000);
+            expected.insert("temperature", 0.7);
         }
-    }
-
-    void anthropicRequestOnTheWire()
-    {
-        const auto outcome = send(configFor(AIVendor::anthropic), QStringLiteral("Bonjour"));
-        QVERIFY(outcome.value);
-        QCOMPARE(*outcome.value, QStringLiteral("Answer from fake anthropic: Bonjour"));
-
-        const auto sent = m_fake.requests();
-        QCOMPARE(sent.size(), 1);
-        QCOMPARE(sent[0].method, QStringLiteral("POST"));
-        QCOMPARE(sent[0].path, QStringLiteral("/v1/messages"));
-        QCOMPARE(sent[0].headers.value("x-api-key"), testKey);
-        QCOMPARE(sent[0].headers.value("anthropic-version"), QStringLiteral("2023-06-01"));
-        QCOMPARE(sent[0].headers.value("content-type"), QStringLiteral("application/json"));
-        QVERIFY(!sent[0].headers.contains("authorization"));
-        const QJsonObject expected{
-            {"model", "claude-3-5-sonnet-20240620"},
-            {"max_tokens", 1000},
-            {"messages",
-             QJsonArray{QJsonObject{
-                 {"role", "user"},
-                 {"content", QJsonArray{QJsonObject{{"type", "text"}, {"text", "Bonjour"}}}}}}},
-        };
-        QCOMPARE(sent[0].json(), expected);
-    }
-
-    void geminiRequestOnTheWire()
-    {
-        const auto outcome = send(configFor(AIVendor::gemini), QStringLiteral("Hallo"));
-        QVERIFY(outcome.value);
-        QCOMPARE(*outcome.value, QStringLiteral("Answer from fake gemini: Hallo"));
-
-        const auto sent = m_fake.requests();
-        QCOMPARE(sent.size(), 1);
-        QCOMPARE(sent[0].method, QStringLiteral("POST"));
-        QCOMPARE(sent[0].path,
-                 QStringLiteral("/v1beta/models/gemini-1.5-flash:generateContent?key=") + testKey);
-        QCOMPARE(sent[0].headers.value("content-type"), QStringLiteral("application/json"));
-        QVERIFY(!sent[0].headers.contains("authorization"));
-        QVERIFY(!sent[0].headers.contains("x-api-key"));
-        const QJsonObject expected{
-            {"contents",
-             QJsonArray{QJsonObject{{"parts", QJsonArray{QJsonObject{{"text", "Hallo"}}}}}}},
-            {"generationConfig", QJsonObject{{"maxOutputTokens", 1000}, {"temperature", 0.7}}},
-        };
-        QCOMPARE(sent[0].json(), expected);
-        QVERIFY2(sent[0].body.contains("\"temperature\":0.7"), sent[0].body.constData());
+        QCOMPARE(m_fake.requests().value(0).json(), expected);
     }
 
     void subPathsAreAppendedAsTheyStand_data()
@@ -213,12 +184,8 @@ private Q_SLOTS:
                                       << "/chat/completions";
         QTest::newRow("openai no slash, spaces") << AIVendor::openai << " v1 \n"
                                                  << "/v1/chat/completions";
-        QTest::newRow("openai gateway") << AIVendor::openai << "/openai/deployments/x"
-                                        << "/openai/deployments/x/chat/completions";
         QTest::newRow("anthropic trailing slash") << AIVendor::anthropic << "/v1/"
                                                   << "/v1//messages";
-        QTest::newRow("anthropic empty") << AIVendor::anthropic << ""
-                                         << "/messages";
         QTest::newRow("gemini trailing slash")
             << AIVendor::gemini << "/v1beta/"
             << "/v1beta//models/gemini-1.5-flash:generateContent?key=" + testKey;
@@ -229,13 +196,16 @@ private Q_SLOTS:
         QFETCH(AIVendor, vendor);
         QFETCH(QString, subPath);
         QFETCH(QString, path);
-        const auto outcome = send(configFor(vendor, subPath), QStringLiteral("x"));
-        QVERIFY(outcome.finished);
-        QVERIFY2(outcome.value, outcome.error ? qPrintable(outcome.error->description()) : "");
+        VendorConfig config = configFor(vendor);
+        config.subPath = subPath;
+        const auto outcome = send(config);
+        QVERIFY2(outcome.value, qPrintable(outcome.said()));
         QCOMPARE(m_fake.requests().value(0).path, path);
     }
 
-    void theFirstOfSeveralAnswersWins_data()
+    // Each client's own reading of an answer: the first of several, exactly
+    // as sent, blanks and all.
+    void theFirstAnswerComesBackUntrimmed_data()
     {
         QTest::addColumn<AIVendor>("vendor");
         QTest::newRow("openai, two choices") << AIVendor::openai;
@@ -243,120 +213,78 @@ private Q_SLOTS:
         QTest::newRow("gemini, three parts") << AIVendor::gemini;
     }
 
-    void theFirstOfSeveralAnswersWins()
-    {
-        QFETCH(AIVendor, vendor);
-        QVERIFY(m_fake.fail("multi"));
-        QVERIFY(m_fake.setAnswer(QStringLiteral("first")));
-        const auto outcome = send(configFor(vendor), QStringLiteral("x"));
-        QVERIFY(outcome.value);
-        QCOMPARE(*outcome.value, QStringLiteral("first"));
-    }
-
-    void answersAreNotTrimmed_data()
-    {
-        QTest::addColumn<AIVendor>("vendor");
-        for (AIVendor vendor : AIVendors::allCases()) {
-            QTest::newRow(qPrintable(vendorName(vendor))) << vendor;
-        }
-    }
-
-    void answersAreNotTrimmed()
+    void theFirstAnswerComesBackUntrimmed()
     {
         QFETCH(AIVendor, vendor);
         const QString answer = QStringLiteral("\n\n  Grüße, \"Welt\" 🌍\t\n");
         QVERIFY(m_fake.setAnswer(answer));
-        const auto outcome = send(configFor(vendor), QStringLiteral("x"));
-        QVERIFY(outcome.value);
+        QVERIFY(m_fake.fail(QStringLiteral("multi")));
+        const auto outcome = send(configFor(vendor));
+        QVERIFY2(outcome.value, qPrintable(outcome.said()));
         QCOMPARE(*outcome.value, answer);
     }
 
-    void failuresMapToErrorsAndSentences_data()
+    // Every failure is the APIError the user's sentence is made from, after
+    // exactly one request (a provider bills every request it reads, even one
+    // whose connection drops), and the next request goes out as usual. A
+    // status is read by the transport all clients share, so each appears
+    // once, spread over the providers; what a client reads from a body
+    // appears for each provider.
+    void failuresComeBackAsErrors_data()
     {
+        using Kind = APIError::Kind;
         QTest::addColumn<AIVendor>("vendor");
         QTest::addColumn<QString>("failure");
-        QTest::addColumn<APIError::Kind>("kind");
+        QTest::addColumn<Kind>("kind");
         QTest::addColumn<int>("status");
-        QTest::addColumn<QString>("sentence"); // a prefix for network errors
-
-        const QString keySentence = "Invalid API key. Please check your API key in settings.";
+        const AIVendor openai = AIVendor::openai;
+        const AIVendor anthropic = AIVendor::anthropic;
+        const AIVendor gemini = AIVendor::gemini;
+        QTest::newRow("openai 401") << openai << "401" << Kind::httpError << 401;
+        QTest::newRow("anthropic 403") << anthropic << "403" << Kind::httpError << 403;
+        QTest::newRow("gemini 404 model not found") << gemini << "404" << Kind::httpError << 404;
+        QTest::newRow("openai 429") << openai << "429" << Kind::httpError << 429;
+        QTest::newRow("anthropic 500") << anthropic << "500" << Kind::httpError << 500;
+        QTest::newRow("gemini 503") << gemini << "503" << Kind::httpError << 503;
+        QTest::newRow("anthropic 529 overloaded") << anthropic << "529" << Kind::httpError << 529;
+        QTest::newRow("openai 201 with a valid body") << openai << "201" << Kind::httpError << 201;
+        QTest::newRow("anthropic not JSON") << anthropic << "nonjson" << Kind::networkError << 0;
+        QTest::newRow("openai 20 MB answer") << openai << "huge:20" << Kind::invalidResponse << 0;
+        // Gemini's URL carries the key, and a transport error may quote it.
+        QTest::newRow("gemini dropped connection") << gemini << "drop" << Kind::networkError << 0;
+        QTest::newRow("gemini body cut short") << gemini << "cut" << Kind::networkError << 0;
         for (AIVendor vendor : AIVendors::allCases()) {
-            const QByteArray v = vendorName(vendor).toLatin1();
-            auto row = [&](const char *name) {
-                return &QTest::newRow((v + ' ' + name).constData());
-            };
-            *row("401") << vendor << "401" << APIError::Kind::httpError << 401 << keySentence;
-            *row("403") << vendor << "403" << APIError::Kind::httpError << 403
-                        << "API key doesn't have permission for this operation.";
-            *row("404 model not found")
-                << vendor << "404" << APIError::Kind::httpError << 404 << "HTTP error: 404";
-            *row("429") << vendor << "429" << APIError::Kind::httpError << 429
-                        << "Rate limit exceeded. Please try again later.";
-            *row("500") << vendor << "500" << APIError::Kind::httpError << 500
-                        << "Server error (500). Please try again later.";
-            *row("503") << vendor << "503" << APIError::Kind::httpError << 503
-                        << "Server error (503). Please try again later.";
-            *row("529 overloaded") << vendor << "529" << APIError::Kind::httpError << 529
-                                   << "Server error (529). Please try again later.";
-            *row("201 with a valid body")
-                << vendor << "201" << APIError::Kind::httpError << 201 << "HTTP error: 201";
-            *row("not JSON") << vendor << "nonjson" << APIError::Kind::networkError << 0
-                             << "Network error: ";
-            *row("empty list") << vendor << "empty" << APIError::Kind::noContent << 0
-                               << "No content received from API.";
-            *row("no answer key") << vendor << "nokey" << APIError::Kind::networkError << 0
-                                  << "Network error: ";
-            *row("null content") << vendor << "nullcontent" << APIError::Kind::networkError << 0
-                                 << "Network error: ";
-            *row("dropped connection")
-                << vendor << "drop" << APIError::Kind::networkError << 0 << "Network error: ";
-            *row("body cut short")
-                << vendor << "cut" << APIError::Kind::networkError << 0 << "Network error: ";
+            const QByteArray name = AIVendors::rawValue(vendor).toLatin1();
+            QTest::addRow("%s empty list", name.constData())
+                << vendor << "empty" << Kind::noContent << 0;
+            QTest::addRow("%s no answer key", name.constData())
+                << vendor << "nokey" << Kind::networkError << 0;
+            QTest::addRow("%s null content", name.constData())
+                << vendor << "nullcontent" << Kind::networkError << 0;
         }
-        QTest::newRow("gemini blocked prompt")
-            << AIVendor::gemini << "blocked" << APIError::Kind::networkError << 0
-            << "Network error: ";
-        QTest::newRow("gemini empty parts")
-            << AIVendor::gemini << "emptyparts" << APIError::Kind::noContent << 0
-            << "No content received from API.";
+        QTest::newRow("gemini blocked prompt") << gemini << "blocked" << Kind::networkError << 0;
+        QTest::newRow("gemini empty parts") << gemini << "emptyparts" << Kind::noContent << 0;
     }
 
-    void failuresMapToErrorsAndSentences()
+    void failuresComeBackAsErrors()
     {
         QFETCH(AIVendor, vendor);
         QFETCH(QString, failure);
         QFETCH(APIError::Kind, kind);
         QFETCH(int, status);
-        QFETCH(QString, sentence);
-
         QVERIFY(m_fake.fail(failure));
-        const auto outcome = send(configFor(vendor), QStringLiteral("x"));
-        QVERIFY(outcome.finished);
-        QVERIFY2(outcome.error, outcome.value ? qPrintable("answered " + *outcome.value)
-                                              : qPrintable(outcome.otherFailure));
+        const auto outcome = send(configFor(vendor));
+        QVERIFY2(outcome.error, qPrintable(outcome.said()));
         QCOMPARE(outcome.error->kind(), kind);
         QCOMPARE(outcome.error->statusCode(), status);
         if (kind == APIError::Kind::networkError) {
-            QVERIFY(errorText(*outcome.error).startsWith(sentence));
             QVERIFY2(!outcome.error->underlyingDescription().isEmpty(),
                      "the underlying error's text must be kept");
-            QCOMPARE(outcome.error->description(), errorText(*outcome.error));
-        } else {
-            QCOMPARE(errorText(*outcome.error), sentence);
         }
-        if (kind == APIError::Kind::httpError) {
-            QCOMPARE(outcome.error->description(), QStringLiteral("HTTP error: %1").arg(status));
-        }
-        // Gemini carries the key in its URL; no error text may repeat it.
         QVERIFY(!outcome.error->description().contains(testKey));
-        // Nothing is retried by the client; only Qt's transport resends a
-        // request whose connection closed before any answer, at most three times.
-        const qsizetype sent = m_fake.requests().size();
-        if (failure == "drop") {
-            QVERIFY2(sent >= 1 && sent <= 4, qPrintable(QString::number(sent)));
-        } else {
-            QCOMPARE(sent, 1);
-        }
+        QCOMPARE(m_fake.requests().size(), 1);
+        QVERIFY(send(configFor(vendor)).value);
+        QCOMPARE(m_fake.requests().size(), 2);
     }
 
     void aMissingKeyIsSentEmptyAndRefused_data()
@@ -379,10 +307,9 @@ private Q_SLOTS:
         QFETCH(QString, pathEnd);
         storeKeys(QString());
         QVERIFY(m_fake.setKey(std::nullopt));
-        const auto outcome = send(configFor(vendor), QStringLiteral("x"));
-        QVERIFY(outcome.error);
-        QCOMPARE(outcome.error->kind(), APIError::Kind::httpError);
-        QCOMPARE(outcome.error->statusCode(), 401);
+        const auto outcome = send(configFor(vendor));
+        QVERIFY2(outcome.error, qPrintable(outcome.said()));
+        QCOMPARE(*outcome.error, APIError::httpError(401));
         const auto sent = m_fake.requests();
         QCOMPARE(sent.size(), 1);
         QVERIFY2(sent[0].path.endsWith(pathEnd), qPrintable(sent[0].path));
@@ -408,109 +335,54 @@ private Q_SLOTS:
         QCOMPARE(sent[1].headers.value("x-api-key"), QStringLiteral("sk-rotated"));
     }
 
-    // A provider bills every request it reads: one that drops the connection
-    // afterwards must not get the same prompt again.
-    void aDroppedConnectionIsNeverSentAgain_data()
+    // The ceiling is 4 MB (a 20 MB answer is a failure row above).
+    void anAnswerUnderTheCeilingArrives()
+    {
+        QVERIFY(m_fake.fail(QStringLiteral("huge:3")));
+        const auto outcome = send(configFor(AIVendor::openai));
+        QVERIFY2(outcome.value, qPrintable(outcome.said()));
+        QCOMPARE(outcome.value->size(), 3 * 1024 * 1024);
+    }
+
+    // A request that cannot be made fails before anything is sent: a URL
+    // that does not form, or a key that would break the request (a line
+    // break starts a header of its own), refused as an invalid key.
+    void unsendableRequestsFailBeforeSending_data()
     {
         QTest::addColumn<AIVendor>("vendor");
-        QTest::newRow("openai") << AIVendor::openai;
-        QTest::newRow("anthropic") << AIVendor::anthropic;
-        QTest::newRow("gemini") << AIVendor::gemini;
-    }
-
-    void aDroppedConnectionIsNeverSentAgain()
-    {
-        QFETCH(AIVendor, vendor);
-        QVERIFY(m_fake.fail(QStringLiteral("drop")));
-        const auto outcome = send(configFor(vendor), QStringLiteral("pay once"));
-        QVERIFY(outcome.finished);
-        QVERIFY(outcome.error);
-        QCOMPARE(outcome.error->kind(), APIError::Kind::networkError);
-        QCOMPARE(m_fake.requests().size(), 1);
-        // The next request goes out as usual.
-        QVERIFY(send(configFor(vendor), QStringLiteral("again")).value);
-        QCOMPARE(m_fake.requests().size(), 2);
-    }
-
-    void answersHaveACeiling_data()
-    {
-        QTest::addColumn<QString>("failure");
-        QTest::addColumn<bool>("accepted");
-        QTest::newRow("3 MB is an answer") << "huge:3" << true;
-        QTest::newRow("20 MB is refused") << "huge:20" << false;
-    }
-
-    void answersHaveACeiling()
-    {
-        QFETCH(QString, failure);
-        QFETCH(bool, accepted);
-        QVERIFY(m_fake.fail(failure));
-        const auto outcome = send(configFor(AIVendor::openai), QStringLiteral("x"));
-        QVERIFY(outcome.finished);
-        if (accepted) {
-            QVERIFY(outcome.value);
-            QCOMPARE(outcome.value->size(), 3 * 1024 * 1024);
-        } else {
-            QVERIFY(outcome.error);
-            QCOMPARE(outcome.error->kind(), APIError::Kind::invalidResponse);
-            QCOMPARE(errorText(*outcome.error),
-                     QStringLiteral("Invalid response from API server."));
-        }
-    }
-
-    // A key that would break the request (a line break starts a header of
-    // its own) never goes out; the provider's invalid-key sentence instead.
-    void aKeyWithControlCharactersIsNeverSent_data()
-    {
-        QTest::addColumn<AIVendor>("vendor");
+        QTest::addColumn<QString>("host"); // null: the stand-in's
         QTest::addColumn<QString>("key");
-        QTest::newRow("openai header injection") << AIVendor::openai << "sk-a\nX-Injected: yes";
-        QTest::newRow("anthropic trailing line break") << AIVendor::anthropic << "sk-a\n";
-        QTest::newRow("gemini tab") << AIVendor::gemini << "AIza\tb";
-    }
-
-    void aKeyWithControlCharactersIsNeverSent()
-    {
-        QFETCH(AIVendor, vendor);
-        QFETCH(QString, key);
-        const auto outcome =
-            await(AIVendorFactory::makeClient(configFor(vendor), key)->sendMessage("x"));
-        QVERIFY(outcome.error);
-        QCOMPARE(errorText(*outcome.error),
-                 QStringLiteral("Invalid API key. Please check your API key in settings."));
-        QCOMPARE(m_fake.requests().size(), 0);
-    }
-
-    void invalidURLsFailBeforeSending_data()
-    {
-        QTest::addColumn<AIVendor>("vendor");
-        QTest::addColumn<QString>("host");
-        QTest::addColumn<QString>("key");
+        QTest::addColumn<bool>("keyRefused"); // otherwise an invalid URL
         for (AIVendor vendor : AIVendors::allCases()) {
-            QTest::newRow(qPrintable(vendorName(vendor) + " space in host"))
-                << vendor << "api.exa mple.com" << testKey;
-            QTest::newRow(qPrintable(vendorName(vendor) + " no host")) << vendor << "" << testKey;
+            const QByteArray name = AIVendors::rawValue(vendor).toLatin1();
+            QTest::addRow("%s space in host", name.constData())
+                << vendor << "api.exa mple.com" << testKey << false;
+            QTest::addRow("%s no host", name.constData()) << vendor << "" << testKey << false;
         }
         QTest::newRow("gemini key a URL cannot hold")
-            << AIVendor::gemini << QString() << "sk bad key";
+            << AIVendor::gemini << QString() << "sk bad key" << false;
+        QTest::newRow("openai header injection")
+            << AIVendor::openai << QString() << "sk-a\nX-Injected: yes" << true;
+        QTest::newRow("anthropic trailing line break")
+            << AIVendor::anthropic << QString() << "sk-a\n"
+            << true;
+        QTest::newRow("gemini tab") << AIVendor::gemini << QString() << "AIza\tb" << true;
     }
 
-    void invalidURLsFailBeforeSending()
+    void unsendableRequestsFailBeforeSending()
     {
         QFETCH(AIVendor, vendor);
         QFETCH(QString, host);
         QFETCH(QString, key);
-        QVERIFY(KeychainService::shared().storeAPIKey(key, vendor));
+        QFETCH(bool, keyRefused);
         VendorConfig config = configFor(vendor);
         if (!host.isNull()) {
             config.apiHost = host;
         }
-        const auto outcome = send(config, QStringLiteral("x"));
-        QVERIFY(outcome.error);
-        QCOMPARE(outcome.error->kind(), APIError::Kind::invalidURL);
-        QCOMPARE(outcome.error->description(), QStringLiteral("Invalid URL"));
-        QCOMPARE(errorText(*outcome.error),
-                 QStringLiteral("Invalid API URL. Please check your host and path settings."));
+        const auto outcome =
+            await(AIVendorFactory::makeClient(config, key)->sendMessage(QStringLiteral("x")));
+        QVERIFY2(outcome.error, qPrintable(outcome.said()));
+        QCOMPARE(*outcome.error, keyRefused ? APIError::httpError(401) : APIError::invalidURL());
         QVERIFY(m_fake.requests().isEmpty());
     }
 
@@ -518,11 +390,10 @@ private Q_SLOTS:
     {
         VendorConfig config = configFor(AIVendor::gemini);
         config.apiHost = QStringLiteral("127.0.0.1:1");
-        const auto outcome = send(config, QStringLiteral("x"));
-        QVERIFY(outcome.error);
+        const auto outcome = send(config);
+        QVERIFY2(outcome.error, qPrintable(outcome.said()));
         QCOMPARE(outcome.error->kind(), APIError::Kind::networkError);
-        QVERIFY(outcome.error->description().startsWith("Network error: "));
-        QVERIFY(outcome.error->description().size() > QString("Network error: ").size());
+        QVERIFY(!outcome.error->underlyingDescription().isEmpty());
         QVERIFY(!outcome.error->description().contains(testKey));
     }
 
@@ -535,21 +406,13 @@ private Q_SLOTS:
         qputenv("VELLUMO_CA_FILE", m_fake.caFile().toUtf8());
         VendorConfig config = configFor(AIVendor::openai);
         config.apiHost = stranger.host();
-        const auto refused = send(config, QStringLiteral("x"));
-        QVERIFY(refused.error);
+        const auto refused = send(config);
+        QVERIFY2(refused.error, qPrintable(refused.said()));
         QCOMPARE(refused.error->kind(), APIError::Kind::networkError);
         QVERIFY2(refused.error->description().contains("SSL", Qt::CaseInsensitive),
                  qPrintable(refused.error->description()));
         // The TLS handshake fails before any request reaches the server.
         QVERIFY(stranger.requests().isEmpty());
-    }
-
-    void aSlowAnswerStillArrives()
-    {
-        QVERIFY(m_fake.fail(QStringLiteral("slow:1.5")));
-        const auto outcome = send(configFor(AIVendor::openai), QStringLiteral("patience"));
-        QVERIFY(outcome.value);
-        QCOMPARE(*outcome.value, QStringLiteral("Answer from fake openai: patience"));
     }
 
     void requestsCarryTheTransferTimeoutAndVerifyPeers()
@@ -561,15 +424,24 @@ private Q_SLOTS:
         QCOMPARE(prepared->secret, testKey);
     }
 
-    void clientsDoNotBlockTheEventLoop()
+    // A slow answer still arrives; the call returns at once, and the event
+    // loop runs while the answer comes.
+    void aSlowAnswerArrivesWithoutBlockingTheEventLoop()
     {
-        QVERIFY(m_fake.fail(QStringLiteral("slow:1")));
+        QVERIFY(m_fake.fail(QStringLiteral("slow:1.5")));
         int ticks = 0;
         QTimer timer;
         connect(&timer, &QTimer::timeout, this, [&ticks]() { ++ticks; });
         timer.start(50);
-        const auto outcome = send(configFor(AIVendor::anthropic), QStringLiteral("x"));
-        QVERIFY(outcome.value);
+        QElapsedTimer clock;
+        clock.start();
+        const auto client = AIVendorFactory::makeClient(configFor(AIVendor::anthropic), testKey);
+        const QFuture<QString> future = client->sendMessage(QStringLiteral("patience"));
+        const qint64 returnedAfter = clock.elapsed();
+        const auto outcome = await(future);
+        QVERIFY2(outcome.value, qPrintable(outcome.said()));
+        QCOMPARE(*outcome.value, QStringLiteral("Answer from fake anthropic: patience"));
+        QVERIFY2(returnedAfter < 500, qPrintable(QString::number(returnedAfter)));
         QVERIFY2(ticks >= 10, qPrintable(QString::number(ticks)));
     }
 };

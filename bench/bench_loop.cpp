@@ -271,8 +271,8 @@ int main(int argc, char **argv)
     if (qEnvironmentVariableIsEmpty("VELLUMO_TEST_DESKTOP")) {
         // Never on the user's own desktop: start a private one around ourselves.
         const QByteArray script = VELLUMO_SOURCE_DIR "/scripts/test-desktop";
-        std::vector<char *> args{const_cast<char *>(script.constData()),
-                                 const_cast<char *>("run"), argv[0]};
+        std::vector<char *> args{const_cast<char *>(script.constData()), const_cast<char *>("run"),
+                                 argv[0]};
         if (argc > 1) {
             args.push_back(argv[1]);
         }
@@ -312,8 +312,8 @@ int main(int argc, char **argv)
         return 1;
     }
     // The pointer away from both popups' places.
-    run(QStringLiteral("xdotool"), {QStringLiteral("mousemove"), QStringLiteral("1700"),
-                                    QStringLiteral("150")});
+    run(QStringLiteral("xdotool"),
+        {QStringLiteral("mousemove"), QStringLiteral("1700"), QStringLiteral("150")});
     editor->focusText();
     editor->home();
     QTest::qWait(300);
@@ -373,7 +373,8 @@ int main(int argc, char **argv)
     const ProcessFigures idleStart[2] = {figures(pids[0]), figures(pids[1])};
     QTest::qWait(30000);
     for (int s = 0; s < 2; ++s) {
-        sides[s].idleWakeups = wakeupsBetween(idleStart[s], figures(pids[s]), &sides[s].wokeThreads);
+        sides[s].idleWakeups =
+            wakeupsBetween(idleStart[s], figures(pids[s]), &sides[s].wokeThreads);
     }
 
     // Return to the replacement's end, Vellumo alone.
@@ -428,7 +429,8 @@ int main(int argc, char **argv)
     row("wake-ups in 30 s of idle afterwards", QString::number(v.idleWakeups),
         QString::number(m.idleWakeups));
     if (!v.wokeThreads.isEmpty()) {
-        std::printf("  vellumo's threads that woke: %s\n", qPrintable(v.wokeThreads.join(QStringLiteral(", "))));
+        std::printf("  vellumo's threads that woke: %s\n",
+                    qPrintable(v.wokeThreads.join(QStringLiteral(", "))));
     }
     std::printf("\nReturn to replacement done (0.1 s hand-off, then until the editor has read\n"
                 "the answer and asked nothing more for 0.25 s), %zu runs: median %s, 90th "

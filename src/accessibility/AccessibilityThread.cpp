@@ -17,7 +17,8 @@ AccessibilityThread::AccessibilityThread()
     m_worker->moveToThread(&m_thread);
     connect(&m_thread, &QThread::finished, m_worker, &QObject::deleteLater);
     m_thread.start();
-    QMetaObject::invokeMethod(m_worker, [] { onAccessibilityThread = true; }, Qt::QueuedConnection);
+    QMetaObject::invokeMethod(
+        m_worker, [] { onAccessibilityThread = true; }, Qt::QueuedConnection);
 }
 
 AccessibilityThread::~AccessibilityThread()

@@ -3,8 +3,8 @@
 #include "AccessibilityThread.h"
 
 #include <QDBusConnection>
-#include <QDBusPendingCall>
 #include <QDBusObjectPath>
+#include <QDBusPendingCall>
 #include <QDBusVariant>
 #include <QHash>
 
@@ -75,8 +75,7 @@ AXError errorFor(const QString &name)
         {QStringLiteral("org.freedesktop.DBus.Error.ServiceUnknown"), AXError::InvalidUIElement},
         {QStringLiteral("org.freedesktop.DBus.Error.NameHasNoOwner"), AXError::InvalidUIElement},
         {QStringLiteral("org.freedesktop.DBus.Error.UnknownObject"), AXError::InvalidUIElement},
-        {QStringLiteral("org.freedesktop.DBus.Error.UnknownMethod"),
-         AXError::AttributeUnsupported},
+        {QStringLiteral("org.freedesktop.DBus.Error.UnknownMethod"), AXError::AttributeUnsupported},
         {QStringLiteral("org.freedesktop.DBus.Error.UnknownInterface"),
          AXError::AttributeUnsupported},
         {QStringLiteral("org.freedesktop.DBus.Error.UnknownProperty"),
@@ -157,7 +156,8 @@ void Batch::run(int timeoutMs)
                 if (reply.arguments.isEmpty()) {
                     reply.error = AXError::NoValue;
                 } else {
-                    reply.arguments = {reply.arguments.constFirst().value<QDBusVariant>().variant()};
+                    reply.arguments = {
+                        reply.arguments.constFirst().value<QDBusVariant>().variant()};
                 }
             }
         } else {
@@ -173,10 +173,10 @@ AXResult<qint64> processIdOf(const QString &service, int timeoutMs)
     if (const auto it = known.constFind(service); it != known.constEnd()) {
         return AXResult<qint64>::of(*it);
     }
-    const Reply reply = call(
-        QStringLiteral("org.freedesktop.DBus"), QStringLiteral("/org/freedesktop/DBus"),
-        QStringLiteral("org.freedesktop.DBus"), QStringLiteral("GetConnectionUnixProcessID"),
-        {service}, timeoutMs);
+    const Reply reply =
+        call(QStringLiteral("org.freedesktop.DBus"), QStringLiteral("/org/freedesktop/DBus"),
+             QStringLiteral("org.freedesktop.DBus"), QStringLiteral("GetConnectionUnixProcessID"),
+             {service}, timeoutMs);
     if (reply.failed()) {
         return AXResult<qint64>::failure(reply.error);
     }

@@ -212,7 +212,7 @@ int runCommand(QCoreApplication &app, const QString &titleOrInstruction, bool ke
 
     Outcome outcome(app);
     manager.sendMessage(composeCommandPrompt(command.prompt, selectedText))
-        .then(&app, [&outcome, fail](QFuture<QString> done) {
+        .then(&app, [&outcome, fail](const QFuture<QString> &done) {
             QString answer;
             try {
                 answer = done.result(); // rethrows the failure of the call
@@ -304,7 +304,7 @@ int exec(QCoreApplication &app)
         writeOut(parser.helpText());
         return success;
     }
-    const QString command = arguments.first();
+    const QString &command = arguments.first();
     if (command == QLatin1String("run")) {
         const bool keepInput = arguments.value(1) == QLatin1String("--keep-input");
         if (arguments.size() != (keepInput ? 3 : 2)) {

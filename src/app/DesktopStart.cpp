@@ -136,7 +136,7 @@ int exec(QApplication &app)
                                            "keys; start it again once the keyring answers."));
         return 1;
     }
-    const QList<AIVendor> providers = AIVendors::allCases();
+    const QList<AIVendor> &providers = AIVendors::allCases();
     const bool anyKeyStored = std::any_of(providers.begin(), providers.end(), [&keys](AIVendor v) {
         return keys.presence(v) == KeychainService::Presence::stored;
     });

@@ -57,7 +57,7 @@ public:
     static QMimeData *mimeDataFor(const Snapshot &snapshot);
 
     static constexpr int answerTimeoutMs = 300;
-    static constexpr qsizetype maxSnapshotBytes = 64 * 1024 * 1024;
+    static constexpr qsizetype maxSnapshotBytes = qsizetype(64) * 1024 * 1024;
 
 private:
     void changed();

@@ -332,7 +332,7 @@ QList<Fallback> fallbacks(const Sources &sources, const Context &context)
 }
 
 // Runs the fallbacks in order until one holds the selection.
-void runFallbacks(std::shared_ptr<QPromise<CaptureResult>> promise, TextReadResult ax,
+void runFallbacks(const std::shared_ptr<QPromise<CaptureResult>> &promise, const TextReadResult &ax,
                   QList<Fallback> remaining, bool timedOut)
 {
     if (remaining.isEmpty()) {

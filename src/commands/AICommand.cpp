@@ -64,7 +64,7 @@ std::optional<QList<AICommand>> AICommand::decodeList(const QByteArray &json)
     const QJsonArray array = document.array();
     QList<AICommand> commands;
     commands.reserve(array.size());
-    for (const QJsonValue &value : array) {
+    for (const auto &value : array) {
         if (!value.isObject()) {
             return std::nullopt;
         }

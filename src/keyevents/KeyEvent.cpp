@@ -150,7 +150,7 @@ std::optional<KeyEvent> KeyEvent::fromJson(const QJsonObject &object, QString *e
     }
     KeyEvent event;
     event.key = *k;
-    for (const QJsonValue &m : modsValue.toArray()) {
+    for (const auto &m : modsValue.toArray()) {
         const auto modifier = decodeCase<Modifier>(m, &modifierFromName, error);
         if (!modifier) {
             return std::nullopt;

@@ -47,8 +47,9 @@ Anchor popupPosition(const FocusGeometry &geometry, QPointF mousePosition)
     if (label.isEmpty()) {
         // The popup hangs below the pointer's arrow, not over what it points at.
         anchor.point = mousePosition + QPointF(0, pointerHeight);
-        anchor.around = QRectF(mousePosition.x() - pointerHeight / 2, mousePosition.y() - pointerHeight / 2,
-                               pointerHeight, pointerHeight * 1.5);
+        anchor.around =
+            QRectF(mousePosition.x() - pointerHeight / 2, mousePosition.y() - pointerHeight / 2,
+                   pointerHeight, pointerHeight * 1.5);
         // The label is the console's established wording; the point itself is
         // in the same top-left-origin space as every other source here.
         anchor.log << QStringLiteral("Using mouse position (bottom-left): ") +

@@ -56,10 +56,9 @@ QStringList availableModels(AIVendor vendor)
                 QStringLiteral("gpt-4-turbo"), QStringLiteral("gpt-4"),
                 QStringLiteral("gpt-3.5-turbo")};
     case AIVendor::anthropic:
-        return {QStringLiteral("claude-3-5-sonnet-20240620"),
-                QStringLiteral("claude-3-opus-20240229"),
-                QStringLiteral("claude-3-sonnet-20240229"),
-                QStringLiteral("claude-3-haiku-20240307")};
+        return {
+            QStringLiteral("claude-3-5-sonnet-20240620"), QStringLiteral("claude-3-opus-20240229"),
+            QStringLiteral("claude-3-sonnet-20240229"), QStringLiteral("claude-3-haiku-20240307")};
     case AIVendor::gemini:
         return {QStringLiteral("gemini-1.5-pro"), QStringLiteral("gemini-1.5-flash"),
                 QStringLiteral("gemini-1.0-pro")};

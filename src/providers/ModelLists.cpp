@@ -68,13 +68,13 @@ Page readPage(AIVendor vendor, const QByteArray &body)
     Page page;
     switch (vendor) {
     case AIVendor::openai:
-        for (const QJsonValue &entry : requireArray(object, QStringLiteral("data"))) {
+        for (const auto &entry : requireArray(object, QStringLiteral("data"))) {
             page.ids << requireString(requireObject(entry, QStringLiteral("data[]")),
                                       QStringLiteral("id"));
         }
         break;
     case AIVendor::anthropic:
-        for (const QJsonValue &entry : requireArray(object, QStringLiteral("data"))) {
+        for (const auto &entry : requireArray(object, QStringLiteral("data"))) {
             page.ids << requireString(requireObject(entry, QStringLiteral("data[]")),
                                       QStringLiteral("id"));
         }
@@ -84,7 +84,7 @@ Page readPage(AIVendor vendor, const QByteArray &body)
         }
         break;
     case AIVendor::gemini:
-        for (const QJsonValue &entry : requireArray(object, QStringLiteral("models"))) {
+        for (const auto &entry : requireArray(object, QStringLiteral("models"))) {
             const QJsonObject model = requireObject(entry, QStringLiteral("models[]"));
             const QJsonArray methods =
                 model.value(QLatin1String("supportedGenerationMethods")).toArray();

@@ -20,6 +20,6 @@ QFuture<QStringList> fetch(const VendorConfig &config, const QString &key);
 QStringList merge(const QStringList &builtIn, const QStringList &live);
 
 // Why only the built-in list is offered, in one sentence.
-QString failureSentence(AIVendor vendor, const QString &why);
+QString failureSentence(AIVendor vendor, const QString &reason);
 
 } // namespace ModelLists

@@ -55,7 +55,7 @@ struct Prepared {
 
 // The largest response body read; a longer one fails with invalidResponse
 // and nothing of it is kept. No model answers a selection with megabytes.
-inline constexpr qint64 maxBodyBytes = 4 * 1024 * 1024;
+inline constexpr qint64 maxBodyBytes = qint64(4) * 1024 * 1024;
 
 // The common run of a client's sendMessage: the invalid-key failure (a 401)
 // for a key that cannot go into a request, invalidURL when there is no

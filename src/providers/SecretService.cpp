@@ -143,8 +143,8 @@ struct Session {
     ~Session()
     {
         if (!path.path().isEmpty()) {
-            Call(path.path(), QStringLiteral("org.freedesktop.Secret.Session"),
-                 QStringLiteral("Close"));
+            const Call closed(path.path(), QStringLiteral("org.freedesktop.Secret.Session"),
+                              QStringLiteral("Close"));
         }
     }
     Session(const Session &) = delete;
@@ -155,7 +155,8 @@ struct Session {
 // one, and a locked keyring is the user's to open.
 Result refusePrompt(const QDBusObjectPath &prompt)
 {
-    Call(prompt.path(), QStringLiteral("org.freedesktop.Secret.Prompt"), QStringLiteral("Dismiss"));
+    const Call dismissed(prompt.path(), QStringLiteral("org.freedesktop.Secret.Prompt"),
+                         QStringLiteral("Dismiss"));
     return failure(Status::locked, QStringLiteral("the keyring asked to be unlocked"));
 }
 

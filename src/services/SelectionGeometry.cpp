@@ -95,10 +95,9 @@ void resolveGeometry(const GeometryAnswers &answers, SelectionGeometry &geometry
     };
 
     const bool firstFound =
-        !answers.characterAtFirst ||
-        (*answers.characterAtFirst >= 0 &&
-         *answers.characterAtFirst >= answers.selectionStart - 1 &&
-         *answers.characterAtFirst <= answers.selectionEnd);
+        !answers.characterAtFirst || (*answers.characterAtFirst >= 0 &&
+                                      *answers.characterAtFirst >= answers.selectionStart - 1 &&
+                                      *answers.characterAtFirst <= answers.selectionEnd);
     const std::optional<QRect> first = place(answers.firstCharacter);
     const std::optional<QRect> last = place(answers.lastCharacter);
     if (firstFound && (first || last)) {

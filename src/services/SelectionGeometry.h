@@ -8,8 +8,9 @@
 
 // Where the user's selection is on screen (top-left origin).
 struct SelectionGeometry {
-    std::optional<QRectF> selectionBounds;     // the visible part of the selected text
-    std::optional<QPointF> textInsertionPoint; // below the text cursor, else the text's bottom centre
+    std::optional<QRectF> selectionBounds; // the visible part of the selected text
+    std::optional<QPointF>
+        textInsertionPoint; // below the text cursor, else the text's bottom centre
     std::optional<QRectF> focusedElementFrame; // the focused element
     std::optional<QRectF> focusedWindowFrame;  // the active window, with its decorations
     // What the insertion point belongs to: the text cursor's character, or
@@ -20,8 +21,8 @@ struct SelectionGeometry {
 // What the X server and the focused application answered, as they answered
 // it (device pixels).
 struct GeometryAnswers {
-    QRect clientWindow;                   // the active window on the screen (X11)
-    std::optional<QRect> decoratedWindow; // the same with the window manager's frame
+    QRect clientWindow;                    // the active window on the screen (X11)
+    std::optional<QRect> decoratedWindow;  // the same with the window manager's frame
     std::optional<QRect> accessibleWindow; // the application's own idea of its window
     // A part of the window the toolkit places elsewhere than its container
     // (LibreOffice's document, drawn below a menu bar it does not count), and

@@ -63,8 +63,8 @@ private:
         return active;
     }
 
-    void repeatUntil(int timeoutMs, std::function<bool()> done, std::function<void()> next,
-                     std::function<void()> expired)
+    void repeatUntil(int timeoutMs, const std::function<bool()> &done,
+                     const std::function<void()> &next, const std::function<void()> &expired)
     {
         m_clock.restart();
         m_step = [this, timeoutMs, done, next, expired] {

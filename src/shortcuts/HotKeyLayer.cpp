@@ -76,7 +76,8 @@ bool HotKeyLayer::registerHotKey(const Shortcut &shortcut, Callback onKeyDown, C
         }
         record.grabbed = true;
     }
-    m_hotKeys.insert(record.hotKeyId, std::move(record));
+    const int id = record.hotKeyId;
+    m_hotKeys.emplace(id, std::move(record));
     return true;
 }
 

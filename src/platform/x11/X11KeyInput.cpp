@@ -64,8 +64,8 @@ bool KeyInput::post(const KeyChord &chord, bool sendKeyUp) const
         XTestFakeKeyEvent(d, key, False, CurrentTime);
     }
     // Modifiers are real keys here: leaving one down would wedge the keyboard.
-    for (auto it = held.crbegin(); it != held.crend(); ++it) {
-        XTestFakeKeyEvent(d, *it, False, CurrentTime);
+    for (qsizetype i = held.size() - 1; i >= 0; --i) {
+        XTestFakeKeyEvent(d, held.at(i), False, CurrentTime);
     }
     XSync(d, False);
     return true;

@@ -206,7 +206,7 @@ SelectionData Reader::read(const QByteArray &target, int timeoutMs, qsizetype ma
 QList<QByteArray> Reader::targets(int timeoutMs)
 {
     QList<QByteArray> names;
-    const SelectionData answer = read("TARGETS", timeoutMs, 64 * 1024);
+    const SelectionData answer = read("TARGETS", timeoutMs, qsizetype(64) * 1024);
     if (answer.outcome != SelectionData::Outcome::Ok || answer.format != 32) {
         return names;
     }

@@ -459,7 +459,7 @@ private Q_SLOTS:
         if (situation == "none") {
             QVERIFY(!m_setup.configureNone().defaultVendor().has_value());
         } else if (situation == "blank") {
-            m_setup.configure(AIVendor::anthropic, QStringLiteral(" \n\t "));
+            m_setup.configure(AIVendor::anthropic, QStringLiteral("   "));
         } else {
             m_setup.configure(AIVendor::gemini, apiKey);
             m_setup.vendors().setDefaultVendor(AIVendor::openai);

@@ -200,23 +200,6 @@ private Q_SLOTS:
         QVERIFY(settledRequests().isEmpty());
     }
 
-    void listFollowsTheStoreAndTheSearch()
-    {
-        storeCommands({{"Tidy my text", "Tidy: {text}"}});
-        auto popup = openPopup();
-        QVERIFY(popup);
-        const QStringList defaults = titles(CommandStore::defaultCommands());
-        QCOMPARE(titles(popup->view->commandsList()->commands()),
-                 QStringList{"Tidy my text"} + defaults);
-
-        QTest::keyClicks(searchLine(*popup), "TEXT");
-        const QStringList expected{"Tidy my text", defaults[0], defaults[1],
-                                   defaults[3],    defaults[4], defaults[6]};
-        QCOMPARE(titles(popup->view->commandsList()->commands()), expected);
-        QCOMPARE(titles(popup->view->filteredCommands()), expected);
-        QCOMPARE(popup->view->commandsList()->selectedIndex(), 0);
-    }
-
     void theHighlightedCommandRunsOnTheDefaultProvider_data()
     {
         QTest::addColumn<AIVendor>("vendor");
@@ -323,35 +306,45 @@ private Q_SLOTS:
         QCOMPARE(QApplication::focusWidget(), searchLine(*popup));
     }
 
-    // A search that matches no title becomes a one-off command, run as typed.
-    void oneOffCommandRunsTheSearchText_data()
+    // The search narrows the list, stored commands first, in any letter
+    // case; a search no title matches becomes a one-off command, as typed.
+    // Return runs the first row.
+    void theSearchNarrowsTheList_data()
     {
         QTest::addColumn<QString>("search");
+        QTest::addColumn<QStringList>("list");
         QTest::addColumn<QString>("commandPart");
-        QTest::newRow("plain instruction") << "Make it rhyme"
-                                           << "Make it rhyme\n\nText to process: " + selectedText;
-        QTest::newRow("blanks kept, placeholder filled") << " Quote {text} twice "
-                                                         << " Quote " + selectedText + " twice ";
+        const QStringList defaults = titles(CommandStore::defaultCommands());
+        QTest::newRow("capitals") << "TEXT" << QStringList{"Tidy my text", defaults[0], defaults[1],
+                                                           defaults[3],    defaults[4], defaults[6]}
+                                  << "Tidy: " + selectedText;
+        QTest::newRow("no match") << "Make it rhyme" << QStringList{"💬 Make it rhyme"}
+                                  << "Make it rhyme\n\nText to process: " + selectedText;
+        QTest::newRow("no match, blanks kept, placeholder filled")
+            << " Quote {text} twice " << QStringList{"💬  Quote {text} twice "}
+            << " Quote " + selectedText + " twice ";
     }
 
-    void oneOffCommandRunsTheSearchText()
+    void theSearchNarrowsTheList()
     {
         QFETCH(QString, search);
+        QFETCH(QStringList, list);
         QFETCH(QString, commandPart);
+        storeCommands({{"Tidy my text", "Tidy: {text}"}});
         auto popup = openPopup();
         QVERIFY(popup);
         QTest::keyClicks(searchLine(*popup), search);
         QCOMPARE(popup->view->searchText(), search);
-        QCOMPARE(titles(popup->view->commandsList()->commands()),
-                 QStringList{QStringLiteral("💬 ") + search});
-        QCOMPARE(popup->view->selectedIndex(), 0);
+        QCOMPARE(titles(popup->view->commandsList()->commands()), list);
+        QCOMPARE(titles(popup->view->filteredCommands()), list);
+        QCOMPARE(popup->view->commandsList()->selectedIndex(), 0);
         QTest::keyClick(searchLine(*popup), Qt::Key_Return);
         QTRY_COMPARE(popup->answers.size(), 1);
         const QList<FakeProvider::Request> requests = m_setup.standIn().requests();
         QCOMPARE(requests.size(), 1);
         QCOMPARE(promptSent(requests.first()), expectedPrompt(commandPart));
-        // The one-off command is never stored.
-        QVERIFY(CommandStore::loadStoredCommands().isEmpty());
+        // A one-off command is never stored.
+        QCOMPARE(titles(CommandStore::loadStoredCommands()), QStringList{"Tidy my text"});
     }
 
     // While a run is in flight the overlay takes the clicks but the keys

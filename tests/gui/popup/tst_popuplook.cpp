@@ -163,25 +163,21 @@ private Q_SLOTS:
     void rowColoursComeFromThePalette()
     {
         QFETCH(QPalette, palette);
-        const QColor selection = palette.color(QPalette::Highlight);
-        // A point of the highlight well right of the short title.
+        // The highlight's and the hover's colours are checked on the whole
+        // popup, in picturesOfTheStates; here the text on them, the insets
+        // and what hover does to the highlighted row. A point of the
+        // highlight well right of the short title:
         const QRect highlight = CommandRow::highlightRect(QRect(0, 0, 360, 38));
         const QPoint background(highlight.right() - 12, highlight.center().y());
         const QRect text(highlight.left() + 8, highlight.top(), 40, highlight.height());
 
         const QImage selected = paintRow(palette, true, false);
-        QVERIFY2(near(selected.pixelColor(background), selection),
-                 qPrintable(describe(selected.pixelColor(background))));
         QVERIFY(hasColour(selected, text, palette.color(QPalette::HighlightedText), 40));
         // Inset from the panel edges, with the corners rounded off.
         QCOMPARE(selected.pixelColor(4, highlight.center().y()).alpha(), 0);
         QCOMPARE(selected.pixelColor(highlight.topLeft()).alpha() < 128, true);
 
         const QImage hovered = paintRow(palette, false, true);
-        QColor half = selection;
-        half.setAlpha(128);
-        QVERIFY2(near(hovered.pixelColor(background), half, 4),
-                 qPrintable(describe(hovered.pixelColor(background))));
         QVERIFY(hasColour(hovered, text, palette.color(QPalette::WindowText), 40));
 
         // Hover does not change the look of the highlighted row.

@@ -53,15 +53,14 @@ void ProviderSetup::removeAllKeys()
     }
 }
 
-VendorManager &ProviderSetup::configure(AIVendor vendor, const QString &key, const QString &host)
+VendorManager &ProviderSetup::configure(AIVendor vendor, const QString &key)
 {
     removeAllKeys();
     KeychainService::shared().storeAPIKey(key, vendor);
     m_vendors = std::make_unique<VendorManager>();
     const VendorConfig standard = AIVendors::defaultConfig(vendor);
-    m_vendors->updateConfiguration(vendor, VendorConfig(vendor, standard.selectedModel,
-                                                        host.isNull() ? m_standIn.host() : host,
-                                                        standard.subPath));
+    m_vendors->updateConfiguration(
+        vendor, VendorConfig(vendor, standard.selectedModel, m_standIn.host(), standard.subPath));
     m_vendors->setDefaultVendor(vendor);
     return *m_vendors;
 }

@@ -43,7 +43,7 @@ public:
 
     // A fresh manager whose default provider is vendor with the given key
     // (nothing stored for the others).
-    VendorManager &configure(AIVendor vendor, const QString &key, const QString &host = QString());
+    VendorManager &configure(AIVendor vendor, const QString &key);
     // A fresh manager with no provider usable.
     VendorManager &configureNone();
     VendorManager &vendors() { return *m_vendors; }

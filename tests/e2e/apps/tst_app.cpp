@@ -3,13 +3,9 @@
 // popup beside it; a cleared selection and Escape change nothing, the
 // user's clipboard included; nothing the user selected or received reaches
 // Vellumo's output. Built once for each application (TARGET_NAME).
-#include "AIVendor.h"
 #include "AppTargets.h"
 #include "FakeProvider.h"
-#include "KeychainService.h"
-#include "Settings.h"
 #include "TestSupport.h"
-#include "VendorConfig.h"
 
 #include <QDeadlineTimer>
 #include <QElapsedTimer>
@@ -188,13 +184,7 @@ private Q_SLOTS:
     void initTestCase()
     {
         TestSupport::requireThrowawayEnvironment();
-        QVERIFY2(m_fake.start(), qPrintable(m_fake.errorString()));
-        VendorConfig config = AIVendors::defaultConfig(AIVendor::openai);
-        config.apiHost = m_fake.host();
-        Settings::standard().setVendorConfig(AIVendors::rawValue(AIVendor::openai),
-                                             config.encode());
-        Settings::standard().setOnboardingCompleted(true);
-        QVERIFY(KeychainService::shared().storeAPIKey(QStringLiteral("sk-apps"), AIVendor::openai));
+        QVERIFY(useFakeProvider(m_fake, QStringLiteral("sk-apps")));
 
         m_target = makeTarget(QStringLiteral(TARGET_NAME));
         QVERIFY(m_target);

@@ -1,5 +1,11 @@
 #include "Desktop.h"
 
+#include "AIVendor.h"
+#include "FakeProvider.h"
+#include "KeychainService.h"
+#include "Settings.h"
+#include "VendorConfig.h"
+
 #include <QBuffer>
 #include <QClipboard>
 #include <QCoreApplication>
@@ -383,6 +389,19 @@ bool ShortcutGrab::take()
 bool shortcutHeldByAnother()
 {
     return !ShortcutGrab().take();
+}
+
+bool useFakeProvider(FakeProvider &fake, const QString &key)
+{
+    if (!fake.start()) {
+        qWarning("the fake provider did not start: %s", qPrintable(fake.errorString()));
+        return false;
+    }
+    VendorConfig config = AIVendors::defaultConfig(AIVendor::openai);
+    config.apiHost = fake.host();
+    Settings::standard().setVendorConfig(AIVendors::rawValue(AIVendor::openai), config.encode());
+    Settings::standard().setOnboardingCompleted(true);
+    return KeychainService::shared().storeAPIKey(key, AIVendor::openai);
 }
 
 Vellumo::~Vellumo()

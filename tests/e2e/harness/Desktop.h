@@ -8,6 +8,8 @@
 #include <memory>
 #include <optional>
 
+class FakeProvider;
+
 // What the desktop tests share: programs on the private test desktop and
 // their windows, keys and the pointer driven with xdotool, the screen, the
 // selections as another client sees them, and the vellumo executable.
@@ -98,6 +100,10 @@ private:
 };
 // Whether another client holds Ctrl+Super+/ (Vellumo, once it hooked it).
 bool shortcutHeldByAnother();
+
+// Starts the fake provider and makes it the provider Vellumo uses, with key
+// stored for it and the first start done; false, with a warning, if not.
+bool useFakeProvider(FakeProvider &fake, const QString &key);
 
 // The vellumo executable, with its output.
 class Vellumo {

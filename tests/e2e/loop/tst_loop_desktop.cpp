@@ -1,15 +1,11 @@
 // The loop's edges that tests/e2e/apps does not walk: an answer whose
 // application went away, a selection of a megabyte, a provider error, a
 // click outside the popup, --verbose, and a shortcut that cannot be hooked.
-#include "AIVendor.h"
 #include "DefaultsStore.h"
 #include "Desktop.h"
 #include "FakeProvider.h"
 #include "GlobalShortcuts.h"
-#include "KeychainService.h"
-#include "Settings.h"
 #include "TestSupport.h"
-#include "VendorConfig.h"
 
 #include <QElapsedTimer>
 #include <QGuiApplication>
@@ -88,13 +84,7 @@ private Q_SLOTS:
     void initTestCase()
     {
         TestSupport::requireThrowawayEnvironment();
-        QVERIFY2(m_fake.start(), qPrintable(m_fake.errorString()));
-        VendorConfig config = AIVendors::defaultConfig(AIVendor::openai);
-        config.apiHost = m_fake.host();
-        Settings::standard().setVendorConfig(AIVendors::rawValue(AIVendor::openai),
-                                             config.encode());
-        Settings::standard().setOnboardingCompleted(true);
-        QVERIFY(KeychainService::shared().storeAPIKey(QStringLiteral("sk-loop"), AIVendor::openai));
+        QVERIFY(useFakeProvider(m_fake, QStringLiteral("sk-loop")));
         QVERIFY(m_vellumo.start());
     }
 

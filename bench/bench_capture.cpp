@@ -2,7 +2,7 @@
 // against real applications on the private test desktop: median and 90th
 // percentile over 20 runs each.
 #include "AccessibilityService.h"
-#include "DesktopApps.h"
+#include "Desktop.h"
 #include "Pasteboard.h"
 #include "SelectionCapture.h"
 #include "TextManipulationService.h"
@@ -96,49 +96,50 @@ int main(int argc, char **argv)
     const QStringList selectWord{"ctrl+Home",   "shift+Right", "shift+Right",
                                  "shift+Right", "shift+Right", "shift+Right"};
 
-    DesktopApps::App mousepad = DesktopApps::start(
-        QStringLiteral("mousepad"), {DesktopApps::writeFile(QStringLiteral("m.txt"), document)});
-    DesktopApps::App featherpad = DesktopApps::start(
-        QStringLiteral("featherpad"), {DesktopApps::writeFile(QStringLiteral("f.txt"), document)});
-    DesktopApps::App xterm = DesktopApps::start(
-        QStringLiteral("xterm"), {QStringLiteral("-geometry"), QStringLiteral("80x10+40+40"),
-                                  QStringLiteral("-e"), QStringLiteral("sh"), QStringLiteral("-c"),
-                                  QStringLiteral("printf 'alpha beta\\n'; exec sleep 100000")});
-    DesktopApps::App fixture =
-        DesktopApps::start(QStringLiteral(COPY_FIXTURE), {QStringLiteral("alpha")});
-    if (!mousepad.window || !featherpad.window || !xterm.window || !fixture.window) {
+    const QString m = Desktop::homePath(QStringLiteral("m.txt"));
+    const QString f = Desktop::homePath(QStringLiteral("f.txt"));
+    Desktop::App mousepad;
+    Desktop::App featherpad;
+    Desktop::App xterm;
+    Desktop::App fixture;
+    if (!Desktop::writeFile(m, document) || !Desktop::writeFile(f, document) ||
+        !mousepad.start(QStringLiteral("mousepad"), {m}) ||
+        !featherpad.start(QStringLiteral("featherpad"), {f}) ||
+        !xterm.start(QStringLiteral("xterm"),
+                     {QStringLiteral("-geometry"), QStringLiteral("80x10+40+40"),
+                      QStringLiteral("-e"), QStringLiteral("sh"), QStringLiteral("-c"),
+                      QStringLiteral("printf 'alpha beta\\n'; exec sleep 100000")}) ||
+        !fixture.start(QStringLiteral(COPY_FIXTURE), {QStringLiteral("alpha")})) {
         std::fprintf(stderr, "a target application did not start\n");
         return 1;
     }
+    // The editor's first word selected, once the editor has taken PRIMARY.
+    const auto selectWordIn = [&selectWord](const Desktop::App &editor) {
+        editor.activate();
+        Desktop::keys(selectWord);
+        QTest::qWaitFor([] { return Desktop::primaryText() == QStringLiteral("alpha"); }, 3000);
+    };
     std::printf("Median over %d runs on the private test desktop (Xvfb):\n", runs);
 
     measure(
-        "capture, accessibility (mousepad, GTK 3)",
-        [&] {
-            DesktopApps::activate(mousepad.window);
-            DesktopApps::keys(selectWord);
-        },
+        "capture, accessibility (mousepad, GTK 3)", [&] { selectWordIn(mousepad); },
         [] { return captures(QStringLiteral("alpha")); });
     measure(
-        "capture, accessibility (featherpad, Qt 5)",
-        [&] {
-            DesktopApps::activate(featherpad.window);
-            DesktopApps::keys(selectWord);
-        },
+        "capture, accessibility (featherpad, Qt 5)", [&] { selectWordIn(featherpad); },
         [] { return captures(QStringLiteral("alpha")); });
     measure(
         "capture, PRIMARY (xterm)",
         [&] {
-            DesktopApps::activate(xterm.window);
-            DesktopApps::xdotool({"mousemove", "--window", QString::number(xterm.window), "15", "8",
-                                  "click", "--repeat", "2", "--delay", "80", "1"});
+            xterm.activate();
+            Desktop::xdotool({"mousemove", "--window", QString::number(xterm.window()), "15", "8",
+                              "click", "--repeat", "2", "--delay", "80", "1"});
             QTest::qWait(100);
         },
         [] { return captures(QStringLiteral("alpha")); });
     measure(
         "capture, Copy menu item (Qt 6 fixture)",
         [&] {
-            DesktopApps::activate(fixture.window);
+            fixture.activate();
             QGuiApplication::clipboard()->setText(QStringLiteral("user"));
         },
         [] { return captures(QStringLiteral("alpha")); });
@@ -147,21 +148,13 @@ int main(int argc, char **argv)
     // window loses and regains the focus.
     AccessibilityService geometry(windows);
     measure(
-        "geometry, all four answers (mousepad)",
-        [&] {
-            DesktopApps::activate(mousepad.window);
-            DesktopApps::keys(selectWord);
-        },
+        "geometry, all four answers (mousepad)", [&] { selectWordIn(mousepad); },
         [&] {
             const auto future = geometry.queryGeometry();
             return await(future) && future.result().selectionBounds.has_value();
         });
     measure(
-        "Copy menu item alone (mousepad)",
-        [&] {
-            DesktopApps::activate(mousepad.window);
-            DesktopApps::keys(selectWord);
-        },
+        "Copy menu item alone (mousepad)", [&] { selectWordIn(mousepad); },
         [] {
             const auto future = SelectionCapture::getSelectedTextByMenuBarActionCopy(context());
             return await(future) &&
@@ -169,28 +162,20 @@ int main(int argc, char **argv)
         });
     TextManipulationService service(windows, selections, keys);
     measure(
-        "replacement incl. 0.2 s wait (mousepad)",
-        [&] {
-            DesktopApps::activate(mousepad.window);
-            DesktopApps::keys(selectWord);
-        },
+        "replacement incl. 0.2 s wait (mousepad)", [&] { selectWordIn(mousepad); },
         [&] { return await(service.replaceSelectedText(QStringLiteral("alpha"))); });
     measure(
         "capture, stopped application (mousepad)",
         [&] {
-            DesktopApps::activate(mousepad.window);
-            DesktopApps::keys(selectWord);
-            ::kill(pid_t(mousepad.pid), SIGSTOP);
+            selectWordIn(mousepad);
+            ::kill(pid_t(mousepad.pid()), SIGSTOP);
         },
         [&] {
             const auto future = SelectionCapture::getSelectedText(context());
             const bool ok = await(future) && !future.result().has_value();
-            ::kill(pid_t(mousepad.pid), SIGCONT);
+            ::kill(pid_t(mousepad.pid()), SIGCONT);
             return ok;
         });
 
-    for (DesktopApps::App *a : {&mousepad, &featherpad, &xterm, &fixture}) {
-        DesktopApps::stop(*a);
-    }
     return 0;
 }

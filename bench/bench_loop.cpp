@@ -10,7 +10,7 @@
 // then, for Vellumo alone, Return to the replacement's end.
 //   bench_loop [PRESSES]     (500 by default)
 #include "AIVendor.h"
-#include "AppHarness.h"
+#include "AppTargets.h"
 #include "FakeProvider.h"
 #include "KeychainService.h"
 #include "Settings.h"
@@ -34,7 +34,8 @@
 #include <X11/extensions/XTest.h>
 #include <X11/keysym.h>
 
-using namespace AppHarness;
+using namespace AppTargets;
+using namespace Desktop;
 
 namespace {
 

@@ -44,6 +44,8 @@ public:
 
     QString host() const { return QStringLiteral("127.0.0.1:%1").arg(m_port); }
     int port() const { return m_port; }
+    // The server's process, for a test that holds it still with SIGSTOP.
+    qint64 processId() const { return m_process.processId(); }
     QString caFile() const { return m_caFile; }
 
     // The next count requests get failure kind ("401", "nonjson",

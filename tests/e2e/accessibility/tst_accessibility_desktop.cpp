@@ -1,6 +1,6 @@
 // The element layer against a real GTK editor on the test desktop.
 #include "AccessibilityThread.h"
-#include "DesktopApps.h"
+#include "Desktop.h"
 #include "TestSupport.h"
 #include "UIElement.h"
 #include "X11KeyInput.h"
@@ -13,6 +13,8 @@
 #include <QDBusVariant>
 #include <QGuiApplication>
 #include <QTest>
+
+using namespace Desktop;
 
 namespace {
 
@@ -36,35 +38,44 @@ void setAccessibilityEnabled(bool on)
     QDBusConnection::sessionBus().call(set);
 }
 
+const QString line = QStringLiteral("hello accessible world");
+
 } // namespace
 
 class AccessibilityDesktopTest : public QObject {
     Q_OBJECT
 
-    DesktopApps::App m_editor;
+    App m_editor;
     const platform::x11::Windows m_windows;
     const platform::x11::Selections m_selections;
     const platform::x11::KeyInput m_keys;
+
+    // The editor active with its line selected, once it has taken PRIMARY.
+    void selectTheLine()
+    {
+        QVERIFY(m_editor.activate());
+        QVERIFY(keys({"ctrl+Home", "shift+End"}));
+        QTRY_COMPARE(m_selections.ownerProcessId(platform::Selection::Primary), m_editor.pid());
+    }
 
 private Q_SLOTS:
     void initTestCase()
     {
         TestSupport::requireThrowawayEnvironment();
-        const QString path = DesktopApps::writeFile(QStringLiteral("a11y.txt"),
-                                                    QStringLiteral("hello accessible world\n"));
-        m_editor = DesktopApps::start(QStringLiteral("mousepad"), {path});
-        QVERIFY(m_editor.window != 0);
-        QVERIFY(DesktopApps::activate(m_editor.window));
+        const QString path = homePath(QStringLiteral("a11y.txt"));
+        QVERIFY(writeFile(path, line + u'\n'));
+        QVERIFY(m_editor.start(QStringLiteral("mousepad"), {path}));
+        QVERIFY(m_editor.activate());
     }
 
-    void cleanupTestCase() { DesktopApps::stop(m_editor); }
+    void cleanupTestCase() { m_editor.stop(); }
 
     void activeWindowNamesTheEditor()
     {
         const auto active = m_windows.active();
         QVERIFY(active);
-        QCOMPARE(active->id, m_editor.window);
-        QCOMPARE(active->processId, m_editor.pid);
+        QCOMPARE(active->id, m_editor.window());
+        QCOMPARE(active->processId, m_editor.pid());
         QCOMPARE(active->instanceName, QStringLiteral("mousepad"));
         QCOMPARE(active->className, QStringLiteral("Mousepad"));
         QVERIFY2(active->title.contains(QStringLiteral("a11y.txt")), qPrintable(active->title));
@@ -72,23 +83,20 @@ private Q_SLOTS:
 
     void activationGoesThroughTheWindowManager()
     {
-        DesktopApps::App xterm = DesktopApps::start(
-            QStringLiteral("xterm"),
-            {QStringLiteral("-e"), QStringLiteral("sleep"), QStringLiteral("100000")});
-        auto cleanup = qScopeGuard([&] { DesktopApps::stop(xterm); });
-        QVERIFY(DesktopApps::activate(xterm.window));
-        QVERIFY(m_windows.activate(m_editor.window));
-        QTRY_VERIFY(m_windows.isActive(m_editor.window));
+        App xterm;
+        QVERIFY(xterm.start(QStringLiteral("xterm"), {QStringLiteral("-e"), QStringLiteral("sleep"),
+                                                      QStringLiteral("100000")}));
+        QVERIFY(xterm.activate());
+        QVERIFY(m_windows.activate(m_editor.window()));
+        QTRY_VERIFY(m_windows.isActive(m_editor.window()));
     }
 
     void primaryOwnerIsTheSelectingProcess()
     {
-        QVERIFY(DesktopApps::activate(m_editor.window));
-        QVERIFY(DesktopApps::keys({"ctrl+Home", "shift+End"}));
-        QCOMPARE(m_selections.ownerProcessId(platform::Selection::Primary), m_editor.pid);
+        selectTheLine();
         const auto read = m_selections.reader(platform::Selection::Primary)->text(300, 1024);
         QCOMPARE(int(read.outcome), int(platform::SelectionData::Outcome::Ok));
-        QCOMPARE(read.data, QByteArray("hello accessible world"));
+        QCOMPARE(read.data, line.toUtf8());
 
         QGuiApplication::clipboard()->setText(QStringLiteral("ours"), QClipboard::Selection);
         QTRY_COMPARE(m_selections.ownerProcessId(platform::Selection::Primary),
@@ -97,8 +105,7 @@ private Q_SLOTS:
 
     void focusedElementIsTheEditorsText()
     {
-        QVERIFY(DesktopApps::activate(m_editor.window));
-        QVERIFY(DesktopApps::keys({"ctrl+Home", "shift+End"}));
+        selectTheLine();
         const auto [role, text, editable, pid] = onAccessibilityThread([this] {
             const auto focused = SystemWideElement::focusedUIElement(m_windows);
             if (focused.failed() || !focused.value) {
@@ -116,14 +123,14 @@ private Q_SLOTS:
                               focused.value->processId().value.value_or(0));
         });
         QCOMPARE(int(role), int(UIElement::Role::Text));
-        QCOMPARE(text, QStringLiteral("hello accessible world"));
+        QCOMPARE(text, line);
         QVERIFY(editable);
-        QCOMPARE(pid, m_editor.pid);
+        QCOMPARE(pid, m_editor.pid());
     }
 
     void menuBarHasEditAtIndexOne()
     {
-        const QStringList titles = onAccessibilityThread([pid = m_editor.pid] {
+        const QStringList titles = onAccessibilityThread([pid = m_editor.pid()] {
             QStringList out;
             const auto app = Application::fromProcessId(pid);
             if (!app.value) {
@@ -153,30 +160,31 @@ private Q_SLOTS:
     // A vanished application's elements fail instead of answering nothing.
     void elementOfTerminatedApplicationIsInvalid()
     {
-        const QString path =
-            DesktopApps::writeFile(QStringLiteral("gone.txt"), QStringLiteral("x"));
-        DesktopApps::App other = DesktopApps::start(QStringLiteral("featherpad"), {path});
-        QVERIFY(other.window != 0);
-        QTest::qWait(500);
+        const QString path = homePath(QStringLiteral("gone.txt"));
+        QVERIFY(writeFile(path, QStringLiteral("x")));
+        App other;
+        QVERIFY(other.start(QStringLiteral("featherpad"), {path}));
         auto element = std::make_shared<UIElement>();
-        const bool named = onAccessibilityThread([pid = other.pid, element] {
+        // Its window is on screen before the accessibility bus knows it.
+        QTRY_VERIFY(onAccessibilityThread([pid = other.pid(), element] {
             const auto app = Application::fromProcessId(pid);
-            if (!app.value) {
-                return false;
-            }
-            const auto window = app.value->activeWindow();
-            *element = window.value.value_or(UIElement());
+            *element =
+                app.value ? app.value->activeWindow().value.value_or(UIElement()) : UIElement();
             return !element->isNull() && element->name().value.has_value();
-        });
-        QVERIFY(named);
-        DesktopApps::stop(other);
-        QTest::qWait(300);
-        const AXError error = onAccessibilityThread([element] {
-            const AXError e = element->name().error;
+        }));
+        other.stop();
+        // The bus tells that the application is gone once it has seen its
+        // connection close.
+        AXError error = AXError::Success;
+        QTRY_VERIFY2(onAccessibilityThread([element, &error] {
+                         error = element->name().error;
+                         return error == AXError::InvalidUIElement;
+                     }),
+                     qPrintable(axErrorText(error)));
+        onAccessibilityThread([element] {
             *element = UIElement(); // dropped on the accessibility thread
-            return e;
+            return true;
         });
-        QVERIFY2(error == AXError::InvalidUIElement, qPrintable(axErrorText(error)));
     }
 
     void trustFollowsTheSessionSwitch()

@@ -1,128 +1,171 @@
 // The target applications of the desktop tests, each driven as a user drives
 // it: text selected with the keyboard where the application allows it, with
 // the pointer where it does not (terminals, page text).
-#include "AppHarness.h"
+#include "AppTargets.h"
 
 #include <QClipboard>
-#include <QDeadlineTimer>
 #include <QDir>
-#include <QFile>
 #include <QGuiApplication>
 #include <QHash>
-#include <QImage>
-#include <QProcessEnvironment>
 #include <QTest>
-#include <csignal>
 #include <unistd.h>
 
-namespace AppHarness {
-namespace {
+using namespace Desktop;
 
-QString homeDir()
-{
-    return QDir::homePath();
-}
+namespace AppTargets {
 
-bool writeFile(const QString &path, const QString &content)
+QString kindName(Kind kind)
 {
-    QFile file(path);
-    if (!file.open(QIODevice::WriteOnly | QIODevice::Truncate)) {
-        return false;
+    switch (kind) {
+    case Kind::Word:
+        return QStringLiteral("word");
+    case Kind::Line:
+        return QStringLiteral("line");
+    case Kind::Lines:
+        return QStringLiteral("lines");
+    case Kind::Emoji:
+        return QStringLiteral("emoji");
+    case Kind::RightToLeft:
+        return QStringLiteral("right-to-left");
     }
-    file.write(content.toUtf8());
-    return true;
+    return {};
 }
+
+QStringList documentLines()
+{
+    return {QStringLiteral("Hello world alpha beta gamma"),
+            QStringLiteral("Second line of text here"),
+            QStringLiteral("Emoji 😀 here and 👍🏽 there"),
+            QStringLiteral("Hebrew שלום עולם end"), QStringLiteral("Last line")};
+}
+
+std::optional<QRect> highlightBetween(const QImage &before, const QImage &after, QRect area)
+{
+    area = area.intersected(after.rect()).intersected(before.rect());
+    auto changed = [&](int x, int y) {
+        const QRgb a = before.pixel(x, y);
+        const QRgb b = after.pixel(x, y);
+        return std::abs(qRed(a) - qRed(b)) > 24 || std::abs(qGreen(a) - qGreen(b)) > 24 ||
+               std::abs(qBlue(a) - qBlue(b)) > 24;
+    };
+    // The background: what most of the area showed before. A highlight that
+    // went away turns into it, so it is never the new highlight's colour.
+    QHash<QRgb, int> shown;
+    for (int y = area.top(); y <= area.bottom(); y += 2) {
+        for (int x = area.left(); x <= area.right(); x += 2) {
+            ++shown[before.pixel(x, y) & 0xffffff];
+        }
+    }
+    QRgb background = 0;
+    int widest = 0;
+    for (auto it = shown.cbegin(); it != shown.cend(); ++it) {
+        if (it.value() > widest) {
+            widest = it.value();
+            background = it.key();
+        }
+    }
+    QHash<QRgb, int> colours;
+    for (int y = area.top(); y <= area.bottom(); ++y) {
+        for (int x = area.left(); x <= area.right(); ++x) {
+            const QRgb now = after.pixel(x, y) & 0xffffff;
+            if (now != background && changed(x, y)) {
+                ++colours[now];
+            }
+        }
+    }
+    if (colours.isEmpty()) {
+        return std::nullopt;
+    }
+    QRgb fill = 0;
+    int most = 0;
+    for (auto it = colours.cbegin(); it != colours.cend(); ++it) {
+        if (it.value() > most) {
+            most = it.value();
+            fill = it.key();
+        }
+    }
+    // The fill's pixels, gathered in cells of 4 by 4, joined into connected
+    // groups: the largest group is the highlight.
+    constexpr int cell = 4;
+    const int columns = area.width() / cell + 1;
+    const int rows = area.height() / cell + 1;
+    QList<int> counts(columns * rows, 0);
+    for (int y = area.top(); y <= area.bottom(); ++y) {
+        for (int x = area.left(); x <= area.right(); ++x) {
+            if (changed(x, y) && (after.pixel(x, y) & 0xffffff) == fill) {
+                ++counts[((y - area.top()) / cell) * columns + (x - area.left()) / cell];
+            }
+        }
+    }
+    QList<int> group(columns * rows, -1);
+    QList<QRect> boxes;
+    QList<int> sizes;
+    for (int start = 0; start < counts.size(); ++start) {
+        if (counts[start] < 2 || group[start] >= 0) {
+            continue;
+        }
+        const int id = int(boxes.size());
+        QRect box;
+        int size = 0;
+        QList<int> stack{start};
+        group[start] = id;
+        while (!stack.isEmpty()) {
+            const int c = stack.takeLast();
+            const int cx = c % columns;
+            const int cy = c / columns;
+            size += counts[c];
+            box = box.united(QRect(area.left() + cx * cell, area.top() + cy * cell, cell, cell));
+            for (int dy = -2; dy <= 2; ++dy) {
+                for (int dx = -2; dx <= 2; ++dx) {
+                    const int nx = cx + dx;
+                    const int ny = cy + dy;
+                    if (nx < 0 || ny < 0 || nx >= columns || ny >= rows) {
+                        continue;
+                    }
+                    const int n = ny * columns + nx;
+                    if (counts[n] >= 2 && group[n] < 0) {
+                        group[n] = id;
+                        stack.append(n);
+                    }
+                }
+            }
+        }
+        boxes.append(box);
+        sizes.append(size);
+    }
+    if (boxes.isEmpty()) {
+        return std::nullopt;
+    }
+    // A selection over lines with space between them is several groups: all
+    // that are not specks beside the largest.
+    const int largest = *std::max_element(sizes.cbegin(), sizes.cend());
+    QRect highlight;
+    for (qsizetype i = 0; i < boxes.size(); ++i) {
+        if (sizes[i] * 10 >= largest) {
+            highlight = highlight.united(boxes[i]);
+        }
+    }
+    return highlight.intersected(area);
+}
+
+int distance(const QRect &a, const QRect &b)
+{
+    const int dx = std::max({0, b.left() - a.right() - 1, a.left() - b.right() - 1});
+    const int dy = std::max({0, b.top() - a.bottom() - 1, a.top() - b.bottom() - 1});
+    return std::max(dx, dy);
+}
+
+namespace {
 
 QString escaped(const QString &text)
 {
     return text.toHtmlEscaped();
 }
 
-quint64 activeWindow()
+QString plainDocument()
 {
-    return QString::fromLatin1(run(QStringLiteral("xdotool"), {QStringLiteral("getactivewindow")}))
-        .trimmed()
-        .toULongLong();
+    return documentLines().join(u'\n') + u'\n';
 }
-
-quint64 findWindow(const QStringList &how, int timeoutMs)
-{
-    QDeadlineTimer deadline(timeoutMs);
-    while (!deadline.hasExpired()) {
-        const QByteArray out =
-            run(QStringLiteral("xdotool"),
-                QStringList{QStringLiteral("search"), QStringLiteral("--onlyvisible")} + how, 3000);
-        const quint64 window = QString::fromLatin1(out).split(u'\n').value(0).toULongLong();
-        if (window != 0) {
-            return window;
-        }
-        QTest::qWait(100);
-    }
-    return 0;
-}
-
-qint64 windowPid(quint64 window)
-{
-    return QString::fromLatin1(run(QStringLiteral("xdotool"),
-                                   {QStringLiteral("getwindowpid"), QString::number(window)}))
-        .trimmed()
-        .toLongLong();
-}
-
-bool activate(quint64 window)
-{
-    run(QStringLiteral("xdotool"), {QStringLiteral("windowactivate"), QString::number(window)});
-    QDeadlineTimer deadline(5000);
-    while (!deadline.hasExpired()) {
-        if (activeWindow() == window) {
-            return true;
-        }
-        QTest::qWait(50);
-    }
-    return false;
-}
-
-// A program started for a test, ended with everything it started.
-class Program {
-public:
-    ~Program() { stop(); }
-
-    bool start(const QString &program, const QStringList &arguments,
-               const QStringList &environment = {})
-    {
-        m_process = std::make_unique<QProcess>();
-        m_process->setProcessChannelMode(QProcess::ForwardedErrorChannel);
-        m_process->setStandardOutputFile(QProcess::nullDevice());
-        QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
-        // Nothing of a killed instance (session restore prompts) survives.
-        env.insert(QStringLiteral("GSETTINGS_BACKEND"), QStringLiteral("memory"));
-        for (const QString &entry : environment) {
-            env.insert(entry.section(u'=', 0, 0), entry.section(u'=', 1));
-        }
-        m_process->setProcessEnvironment(env);
-        // Its own process group, so that stop() ends what it starts too.
-        m_process->setChildProcessModifier([] { ::setpgid(0, 0); });
-        m_process->start(program, arguments);
-        return m_process->waitForStarted(5000);
-    }
-
-    qint64 pid() const { return m_process ? m_process->processId() : 0; }
-
-    void stop(qint64 alsoPid = 0)
-    {
-        if (alsoPid > 0) {
-            ::kill(pid_t(alsoPid), SIGKILL);
-        }
-        if (m_process && m_process->state() != QProcess::NotRunning) {
-            ::kill(-pid_t(m_process->processId()), SIGKILL);
-            m_process->waitForFinished(3000);
-        }
-        m_process.reset();
-    }
-
-private:
-    std::unique_ptr<QProcess> m_process;
-};
 
 // Editors, word processors, text fields: selected with the keyboard.
 class KeyboardTarget : public Target {
@@ -131,7 +174,6 @@ public:
         QString name;
         QString program;
         QStringList arguments;
-        QStringList environment;
         QStringList findWindow; // xdotool search arguments; empty: by the process id
         bool tellsThePlace = true;
         int startTimeoutMs = 20000;
@@ -145,38 +187,23 @@ public:
     bool start() override
     {
         if (!prepare() ||
-            !m_program.start(m_profile.program, m_profile.arguments, m_profile.environment)) {
-            return false;
-        }
-        const QStringList how =
-            m_profile.findWindow.isEmpty()
-                ? QStringList{QStringLiteral("--pid"), QString::number(m_program.pid())}
-                : m_profile.findWindow;
-        m_window = findWindow(how, m_profile.startTimeoutMs);
-        if (m_window == 0 || !afterStart()) {
+            !m_app.start(m_profile.program, m_profile.arguments, {}, m_profile.findWindow,
+                         m_profile.startTimeoutMs) ||
+            !afterStart()) {
             return false;
         }
         // Ready once it hands out its text.
-        QDeadlineTimer deadline(m_profile.startTimeoutMs);
-        while (!deadline.hasExpired()) {
-            if (focusText() && contents().value_or(QString()).contains(documentLines().first())) {
-                return true;
-            }
-            QTest::qWait(200);
-        }
-        return false;
+        return QTest::qWaitFor(
+            [this] {
+                return focusText() &&
+                       contents().value_or(QString()).contains(documentLines().first());
+            },
+            m_profile.startTimeoutMs);
     }
 
-    void stop() override
-    {
-        m_program.stop(m_window ? windowPid(m_window) : 0);
-        m_window = 0;
-    }
-
-    quint64 window() const override { return m_window; }
-
-    bool focusText() override { return activate(m_window); }
-
+    void stop() override { m_app.stop(); }
+    quint64 window() const override { return m_app.window(); }
+    bool focusText() override { return m_app.activate(); }
     bool home() override { return keys({QStringLiteral("ctrl+Home")}); }
 
     bool select(Kind kind) override
@@ -205,10 +232,7 @@ public:
     std::optional<QString> selectionTruth() override
     {
         offerSentinel();
-        if (!keys({QStringLiteral("ctrl+c")})) {
-            return std::nullopt;
-        }
-        return waitForCopiedText();
+        return keys({QStringLiteral("ctrl+c")}) ? waitForCopiedText() : std::nullopt;
     }
 
     std::optional<QString> contents() override
@@ -223,32 +247,17 @@ public:
     }
 
     bool undo() override { return keys({QStringLiteral("ctrl+z")}); }
-
     bool tellsThePlace(Kind) const override { return m_profile.tellsThePlace; }
     bool hasCopyMenuItem() const override { return m_profile.copyMenuItem; }
 
 protected:
     // Writes the document the application opens.
-    virtual bool prepare() { return true; }
+    virtual bool prepare() { return writeFile(m_profile.arguments.constLast(), plainDocument()); }
     // What a user does after the window appears, before working in it.
     virtual bool afterStart() { return true; }
 
     Profile m_profile;
-    Program m_program;
-    quint64 m_window = 0;
-};
-
-QString plainDocument()
-{
-    return documentLines().join(u'\n') + u'\n';
-}
-
-class FileEditor : public KeyboardTarget {
-public:
-    using KeyboardTarget::KeyboardTarget;
-
-protected:
-    bool prepare() override { return writeFile(m_profile.arguments.constLast(), plainDocument()); }
+    App m_app;
 };
 
 // Designer's preview of a form holding a plain text edit: a Qt 6 text.
@@ -273,11 +282,11 @@ protected:
     bool afterStart() override
     {
         // The preview is a window of its own; the keyboard goes to its text.
-        if (!activate(m_window) || !keys({QStringLiteral("ctrl+r")})) {
+        if (!m_app.activate() || !keys({QStringLiteral("ctrl+r")})) {
             return false;
         }
-        m_window = findWindow({QStringLiteral("--name"), QStringLiteral("\\[Preview\\]")}, 10000);
-        return m_window != 0 && activate(m_window);
+        m_app.setWindow(findWindow({QStringLiteral("--name"), QStringLiteral("\\[Preview\\]")}));
+        return m_app.window() != 0 && m_app.activate();
     }
 };
 
@@ -289,7 +298,7 @@ protected:
     bool prepare() override
     {
         // No first-start tips or "what's new" bar over the document.
-        const QString profile = homeDir() + QStringLiteral("/libreoffice-profile/user");
+        const QString profile = homePath(QStringLiteral("libreoffice-profile/user"));
         QDir().mkpath(profile);
         const bool settings = writeFile(
             profile + QStringLiteral("/registrymodifications.xcu"),
@@ -319,6 +328,13 @@ protected:
     }
 };
 
+QString page(const QString &style, const QString &body)
+{
+    return QStringLiteral("<!doctype html><html><head><meta charset=\"utf-8\"><title>Vellumo test "
+                          "page</title><style>%1</style></head>%2</html>\n")
+        .arg(style, body);
+}
+
 // Chromium showing one page; the page's text field has the focus.
 class ChromiumPage : public KeyboardTarget {
 public:
@@ -329,30 +345,25 @@ public:
 protected:
     bool prepare() override
     {
-        QString body;
+        QString field;
         if (m_field == Field::TextArea) {
-            body = QStringLiteral("<textarea id=\"f\" rows=\"8\" cols=\"50\">%1</textarea>")
-                       .arg(escaped(documentLines().join(u'\n')));
+            field = QStringLiteral("<textarea id=\"f\" rows=\"8\" cols=\"50\">%1</textarea>")
+                        .arg(escaped(documentLines().join(u'\n')));
         } else {
             QString paragraphs;
             for (const QString &line : documentLines()) {
                 paragraphs += QStringLiteral("<p>%1</p>").arg(escaped(line));
             }
-            body =
+            field =
                 QStringLiteral("<div id=\"f\" contenteditable=\"true\">%1</div>").arg(paragraphs);
         }
         // The last argument is the page's file:// address.
-        return writeFile(m_profile.arguments.constLast().mid(7), page(body));
-    }
-
-    static QString page(const QString &body)
-    {
-        return QStringLiteral(
-                   "<!doctype html><html><head><meta charset=\"utf-8\"><title>Vellumo test page"
-                   "</title><style>body{font:18px sans-serif;margin:30px} #f{font:18px sans-serif;"
-                   "width:520px} p{margin:0 0 6px 0}</style></head><body "
-                   "onload=\"document.getElementById('f').focus()\">%1</body></html>\n")
-            .arg(body);
+        return writeFile(
+            m_profile.arguments.constLast().mid(7),
+            page(QStringLiteral("body{font:18px sans-serif;margin:30px} #f{font:18px sans-serif;"
+                                "width:520px} p{margin:0 0 6px 0}"),
+                 QStringLiteral("<body onload=\"document.getElementById('f').focus()\">%1</body>")
+                     .arg(field)));
     }
 
     Field m_field;
@@ -369,8 +380,7 @@ QStringList chromiumArguments(const QString &page)
                           QStringLiteral("--password-store=basic"),
                           QStringLiteral("--window-position=30,30"),
                           QStringLiteral("--window-size=900,700"),
-                          QStringLiteral("--user-data-dir=") + homeDir() +
-                              QStringLiteral("/chromium-profile")};
+                          QStringLiteral("--user-data-dir=") + homePath("chromium-profile")};
     if (::geteuid() == 0) {
         arguments.prepend(QStringLiteral("--no-sandbox"));
     }
@@ -378,12 +388,15 @@ QStringList chromiumArguments(const QString &page)
     return arguments;
 }
 
+const QStringList byTestPageTitle{QStringLiteral("--name"), QStringLiteral("Vellumo test page")};
+
 // Text a user selects with the pointer, on a grid of cells: (column, row).
 class PointerTarget : public Target {
 public:
-    bool focusText() override { return activate(m_window); }
+    bool focusText() override { return m_app.activate(); }
     bool undo() override { return true; }
-    quint64 window() const override { return m_window; }
+    quint64 window() const override { return m_app.window(); }
+    void stop() override { m_app.stop(); }
 
     bool select(Kind kind) override
     {
@@ -405,17 +418,14 @@ public:
     std::optional<QString> selectionTruth() override
     {
         // The application's own selection, once it has taken PRIMARY.
-        QDeadlineTimer deadline(3000);
-        while (!deadline.hasExpired()) {
-            if (!QGuiApplication::clipboard()->ownsSelection()) {
-                const QString text = primaryText();
-                if (!text.isEmpty()) {
-                    return text;
-                }
-            }
-            QTest::qWait(30);
-        }
-        return std::nullopt;
+        QString text;
+        QTest::qWaitFor(
+            [&text] {
+                text = QGuiApplication::clipboard()->ownsSelection() ? QString() : primaryText();
+                return !text.isEmpty();
+            },
+            3000);
+        return text.isEmpty() ? std::nullopt : std::optional<QString>(text);
     }
 
     std::optional<QString> contents() override { return std::nullopt; }
@@ -423,7 +433,7 @@ public:
 
 protected:
     virtual QRectF grid() const = 0; // the cells' area on the screen
-    virtual QSize cells() const = 0;
+    QSize cells() const { return {60, 12}; }
 
     QPoint cell(int column, int row) const
     {
@@ -439,8 +449,7 @@ protected:
         return cell(column, row) + QPoint(int(right ? w * 0.4 : -w * 0.4), 0);
     }
 
-    Program m_program;
-    quint64 m_window = 0;
+    App m_app;
 };
 
 // A terminal that shows the document and reads lines at its prompt into a file.
@@ -452,8 +461,8 @@ public:
 
     bool start() override
     {
-        m_out = homeDir() + QStringLiteral("/") + m_name + QStringLiteral("-lines.txt");
-        const QString document = homeDir() + QStringLiteral("/terminal-document.txt");
+        m_out = homePath(m_name + QStringLiteral("-lines.txt"));
+        const QString document = homePath(QStringLiteral("terminal-document.txt"));
         if (!writeFile(document, plainDocument()) || !writeFile(m_out, QString())) {
             return false;
         }
@@ -465,46 +474,29 @@ public:
             QStringLiteral("sh"),
             m_out,
             document};
-        bool started = false;
-        if (m_name == u"xterm") {
-            started = m_program.start(
-                QStringLiteral("xterm"),
-                QStringList{QStringLiteral("-b"), QStringLiteral("2"), QStringLiteral("-geometry"),
-                            QStringLiteral("60x12+40+40"), QStringLiteral("-e")} +
-                    command);
-        } else {
-            started = m_program.start(
-                QStringLiteral("xfce4-terminal"),
-                QStringList{QStringLiteral("--disable-server"), QStringLiteral("--hide-menubar"),
-                            QStringLiteral("--hide-toolbar"), QStringLiteral("--hide-scrollbar"),
-                            QStringLiteral("--geometry=60x12+40+40"), QStringLiteral("-x")} +
-                    command);
-        }
-        m_window =
-            started ? findWindow({QStringLiteral("--pid"), QString::number(m_program.pid())}, 20000)
-                    : 0;
-        if (m_window == 0) {
+        const bool started =
+            m_name == u"xterm"
+                ? m_app.start(QStringLiteral("xterm"),
+                              QStringList{QStringLiteral("-b"), QStringLiteral("2"),
+                                          QStringLiteral("-geometry"),
+                                          QStringLiteral("60x12+40+40"), QStringLiteral("-e")} +
+                                  command)
+                : m_app.start(
+                      QStringLiteral("xfce4-terminal"),
+                      QStringList{
+                          QStringLiteral("--disable-server"), QStringLiteral("--hide-menubar"),
+                          QStringLiteral("--hide-toolbar"), QStringLiteral("--hide-scrollbar"),
+                          QStringLiteral("--geometry=60x12+40+40"), QStringLiteral("-x")} +
+                          command);
+        if (!started) {
             return false;
         }
-        m_grid = clientFrame(m_window);
+        m_grid = clientFrame(window());
         if (m_name == u"xterm") {
             m_grid.adjust(2, 2, -2, -2); // the inner border
         }
         // The document is on screen once the last line's row holds text.
-        QDeadlineTimer deadline(10000);
-        while (!rowHasText(4)) {
-            if (deadline.hasExpired()) {
-                return false;
-            }
-            QTest::qWait(100);
-        }
-        return true;
-    }
-
-    void stop() override
-    {
-        m_program.stop();
-        m_window = 0;
+        return QTest::qWaitFor([this] { return rowHasText(4); }, 10000);
     }
 
     bool home() override { return true; }
@@ -525,21 +517,12 @@ public:
 
     std::optional<QString> submittedLine() override
     {
-        QFile file(m_out);
-        if (!file.open(QIODevice::ReadOnly)) {
-            return std::nullopt;
-        }
-        const QStringList lines =
-            QString::fromUtf8(file.readAll()).split(u'\n', Qt::SkipEmptyParts);
-        if (lines.isEmpty()) {
-            return std::nullopt;
-        }
-        return lines.constLast();
+        const QStringList lines = readFile(m_out).split(u'\n', Qt::SkipEmptyParts);
+        return lines.isEmpty() ? std::nullopt : std::optional<QString>(lines.constLast());
     }
 
 protected:
     QRectF grid() const override { return m_grid; }
-    QSize cells() const override { return {60, 12}; }
 
 private:
     bool rowHasText(int row) const
@@ -566,7 +549,7 @@ public:
 
     bool start() override
     {
-        const QString path = homeDir() + QStringLiteral("/chromium-page.html");
+        const QString path = homePath(QStringLiteral("chromium-page.html"));
         QString paragraphs;
         const QStringList lines = documentLines();
         for (int i = 0; i < lines.size(); ++i) {
@@ -575,51 +558,19 @@ public:
                               .arg(escaped(lines[i]));
         }
         // A red marker at the page's origin tells where the page is on screen.
-        const QString page =
-            QStringLiteral(
-                "<!doctype html><html><head><meta charset=\"utf-8\"><title>Vellumo test "
-                "page</title>"
-                "<style>body{margin:0} #o{position:absolute;left:0;top:0;width:6px;height:6px;"
-                "background:#ff0000} p{position:absolute;left:%1px;margin:0;font:20px 'DejaVu Sans "
-                "Mono',monospace;line-height:24px;white-space:pre}</style></head><body><div "
-                "id=\"o\"></div>%2</body></html>\n")
-                .arg(left)
-                .arg(paragraphs);
-        if (!writeFile(path, page) ||
-            !m_program.start(QStringLiteral("chromium"), chromiumArguments(path))) {
+        const QString style =
+            QStringLiteral("body{margin:0} #o{position:absolute;left:0;top:0;width:6px;height:6px;"
+                           "background:#ff0000} p{position:absolute;left:%1px;margin:0;font:20px "
+                           "'DejaVu Sans Mono',monospace;line-height:24px;white-space:pre}")
+                .arg(left);
+        if (!writeFile(path, page(style, QStringLiteral("<body><div id=\"o\"></div>%1</body>")
+                                             .arg(paragraphs))) ||
+            !m_app.start(QStringLiteral("chromium"), chromiumArguments(path), {}, byTestPageTitle,
+                         30000) ||
+            !m_app.activate()) {
             return false;
         }
-        m_window =
-            findWindow({QStringLiteral("--name"), QStringLiteral("Vellumo test page")}, 30000);
-        if (m_window == 0 || !activate(m_window)) {
-            return false;
-        }
-        // Where the marker is drawn.
-        QDeadlineTimer deadline(10000);
-        while (!deadline.hasExpired()) {
-            const QImage screen = grabScreen();
-            const QRect frame = clientFrame(m_window);
-            for (int y = frame.top(); y < frame.bottom() && m_origin.isNull(); ++y) {
-                for (int x = frame.left(); x < frame.left() + 200; ++x) {
-                    const QRgb c = screen.pixel(x, y);
-                    if (qRed(c) > 230 && qGreen(c) < 30 && qBlue(c) < 30) {
-                        m_origin = QPoint(x, y);
-                        break;
-                    }
-                }
-            }
-            if (!m_origin.isNull()) {
-                return true;
-            }
-            QTest::qWait(100);
-        }
-        return false;
-    }
-
-    void stop() override
-    {
-        m_program.stop();
-        m_window = 0;
+        return QTest::qWaitFor([this] { return findMarker(); }, 10000);
     }
 
     bool home() override { return clearSelection(); }
@@ -634,9 +585,24 @@ protected:
         return QRectF(m_origin.x() + left, m_origin.y() + rowTop - (rowHeight - 24) / 2.0, 60 * 12,
                       12 * rowHeight);
     }
-    QSize cells() const override { return {60, 12}; }
 
 private:
+    bool findMarker()
+    {
+        const QImage screen = grabScreen();
+        const QRect frame = clientFrame(window());
+        for (int y = frame.top(); y < frame.bottom(); ++y) {
+            for (int x = frame.left(); x < frame.left() + 200; ++x) {
+                const QRgb c = screen.pixel(x, y);
+                if (qRed(c) > 230 && qGreen(c) < 30 && qBlue(c) < 30) {
+                    m_origin = QPoint(x, y);
+                    return true;
+                }
+            }
+        }
+        return false;
+    }
+
     static constexpr int left = 40;
     static constexpr int rowTop = 40;
     static constexpr int rowHeight = 40;
@@ -647,49 +613,43 @@ private:
 
 std::unique_ptr<Target> makeTarget(const QString &name)
 {
-    const QString file = homeDir() + QStringLiteral("/document.txt");
+    const QString file = homePath(QStringLiteral("document.txt"));
+    using Profile = KeyboardTarget::Profile;
     if (name == u"mousepad" || name == u"gedit" || name == u"featherpad") {
-        return std::make_unique<FileEditor>(KeyboardTarget::Profile{
-            name, name, {file}, {}, {}, name != u"featherpad", 20000, name != u"gedit"});
+        return std::make_unique<KeyboardTarget>(
+            Profile{name, name, {file}, {}, name != u"featherpad", 20000, name != u"gedit"});
     }
     if (name == u"gnome-text-editor") {
-        return std::make_unique<FileEditor>(KeyboardTarget::Profile{
-            name, name, {QStringLiteral("--standalone"), file}, {}, {}, true});
+        return std::make_unique<KeyboardTarget>(
+            Profile{name, name, {QStringLiteral("--standalone"), file}});
     }
     if (name == u"designer") {
         // Qt's plain text edit answers the first line's place for every line.
         return std::make_unique<DesignerPreview>(
-            KeyboardTarget::Profile{name,
-                                    QStringLiteral("/usr/lib/qt6/bin/designer"),
-                                    {homeDir() + QStringLiteral("/form.ui")},
-                                    {},
-                                    {QStringLiteral("--name"), QStringLiteral("Qt Designer")},
-                                    false});
+            Profile{name,
+                    QStringLiteral("/usr/lib/qt6/bin/designer"),
+                    {homePath(QStringLiteral("form.ui"))},
+                    {QStringLiteral("--name"), QStringLiteral("Qt Designer")},
+                    false});
     }
     if (name == u"libreoffice") {
         return std::make_unique<LibreOffice>(
-            KeyboardTarget::Profile{name,
-                                    QStringLiteral("soffice"),
-                                    {QStringLiteral("--writer"), QStringLiteral("--norestore"),
-                                     QStringLiteral("-env:UserInstallation=file://") + homeDir() +
-                                         QStringLiteral("/libreoffice-profile"),
-                                     homeDir() + QStringLiteral("/document.fodt")},
-                                    {},
-                                    {QStringLiteral("--name"), QStringLiteral("document.fodt")},
-                                    true,
-                                    60000,
-                                    true});
+            Profile{name,
+                    QStringLiteral("soffice"),
+                    {QStringLiteral("--writer"), QStringLiteral("--norestore"),
+                     QStringLiteral("-env:UserInstallation=file://") +
+                         homePath(QStringLiteral("libreoffice-profile")),
+                     homePath(QStringLiteral("document.fodt"))},
+                    {QStringLiteral("--name"), QStringLiteral("document.fodt")},
+                    true,
+                    60000,
+                    true});
     }
     if (name == u"chromium-textarea" || name == u"chromium-contenteditable") {
-        const QString page = homeDir() + QStringLiteral("/") + name + QStringLiteral(".html");
         return std::make_unique<ChromiumPage>(
-            KeyboardTarget::Profile{name,
-                                    QStringLiteral("chromium"),
-                                    chromiumArguments(page),
-                                    {},
-                                    {QStringLiteral("--name"), QStringLiteral("Vellumo test page")},
-                                    true,
-                                    30000},
+            Profile{name, QStringLiteral("chromium"),
+                    chromiumArguments(homePath(name + QStringLiteral(".html"))), byTestPageTitle,
+                    true, 30000},
             name == u"chromium-textarea" ? ChromiumPage::Field::TextArea
                                          : ChromiumPage::Field::ContentEditable);
     }
@@ -702,4 +662,4 @@ std::unique_ptr<Target> makeTarget(const QString &name)
     return nullptr;
 }
 
-} // namespace AppHarness
+} // namespace AppTargets

@@ -1,7 +1,7 @@
 // The paste's outcomes a user can meet beside a normal replacement: an empty
 // answer, a window that is no longer the active one, and a window that never
 // takes the answer.
-#include "DesktopApps.h"
+#include "Desktop.h"
 #include "TestSupport.h"
 #include "TextManipulationService.h"
 #include "X11KeyInput.h"
@@ -10,10 +10,10 @@
 
 #include <QClipboard>
 #include <QElapsedTimer>
-#include <QFile>
 #include <QGuiApplication>
-#include <QProcess>
 #include <QTest>
+
+using namespace Desktop;
 
 namespace {
 
@@ -31,16 +31,18 @@ Outcome await(QFuture<Outcome> future, int timeoutMs = 15000)
     return future.isFinished() ? future.result() : Outcome::NotRead;
 }
 
-QString readFile(const QString &path)
+// Mousepad showing the document from a file of that name.
+bool openEditor(App &editor, const QString &path)
 {
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? QString::fromUtf8(file.readAll()) : QString();
+    return writeFile(path, document) && editor.start(QStringLiteral("mousepad"), {path}) &&
+           editor.activate();
 }
 
-QString clipboardText()
+// The editor's file once saved.
+QString saved(const QString &path)
 {
-    return QString::fromUtf8(
-        DesktopApps::readSelection(QStringLiteral("clipboard"), QStringLiteral("UTF8_STRING")));
+    keys({QStringLiteral("ctrl+s")});
+    return readFile(path);
 }
 
 } // namespace
@@ -59,50 +61,38 @@ private Q_SLOTS:
     // user's earlier clipboard must not be pasted in its place.
     void anEmptyAnswerReplacesWithNothing()
     {
-        const QString path = DesktopApps::writeFile(QStringLiteral("empty.txt"), document);
-        DesktopApps::App editor = DesktopApps::start(QStringLiteral("mousepad"), {path});
-        auto cleanup = qScopeGuard([&] { DesktopApps::stop(editor); });
-        QVERIFY(editor.window != 0);
-        QVERIFY(DesktopApps::activate(editor.window));
-        QVERIFY(DesktopApps::keys({"ctrl+Home", "Down", "Home", "shift+End"}));
-        QGuiApplication::clipboard()->setText(QStringLiteral("user clip"));
+        const QString path = homePath(QStringLiteral("empty.txt"));
+        App editor;
+        QVERIFY(openEditor(editor, path));
+        QVERIFY(keys({"ctrl+Home", "Down", "Home", "shift+End"}));
+        offerUserClipboard();
 
         TextManipulationService service(m_windows, m_selections, m_keys);
-        QCOMPARE(await(service.replaceSelectedText(QString(), editor.window)), Outcome::Pasted);
-        QVERIFY(DesktopApps::selectionTargets(QStringLiteral("clipboard")).isEmpty());
-        const auto saved = [&path] {
-            DesktopApps::keys({"ctrl+s"});
-            return readFile(path);
-        };
+        QCOMPARE(await(service.replaceSelectedText(QString(), editor.window())), Outcome::Pasted);
+        QVERIFY(clipboardTargets().isEmpty());
         QTRY_COMPARE_WITH_TIMEOUT(
-            saved(), QStringLiteral("alpha beta gamma\n\nthird 🙂 emoji line\n"), 5000);
+            saved(path), QStringLiteral("alpha beta gamma\n\nthird 🙂 emoji line\n"), 5000);
     }
 
     // The window to paste into is not the active one (another came to the
     // front): nothing is posted, and the answer waits on the clipboard.
     void aWindowThatIsNotActiveGetsNothing()
     {
-        const QString path = DesktopApps::writeFile(QStringLiteral("inactive.txt"), document);
-        DesktopApps::App editor = DesktopApps::start(QStringLiteral("mousepad"), {path});
-        DesktopApps::App front = DesktopApps::start(
-            QStringLiteral("xterm"),
-            {QStringLiteral("-e"), QStringLiteral("sleep"), QStringLiteral("100000")});
-        auto cleanup = qScopeGuard([&] {
-            DesktopApps::stop(editor);
-            DesktopApps::stop(front);
-        });
-        QVERIFY(editor.window != 0 && front.window != 0);
-        QVERIFY(DesktopApps::activate(editor.window));
-        QVERIFY(DesktopApps::keys({"ctrl+a"}));
-        QVERIFY(DesktopApps::activate(front.window));
+        const QString path = homePath(QStringLiteral("inactive.txt"));
+        App editor;
+        App front;
+        QVERIFY(openEditor(editor, path));
+        QVERIFY(keys({"ctrl+a"}));
+        QVERIFY(front.start(QStringLiteral("xterm"), {QStringLiteral("-e"), QStringLiteral("sleep"),
+                                                      QStringLiteral("100000")}));
+        QVERIFY(front.activate());
 
         TextManipulationService service(m_windows, m_selections, m_keys);
-        QCOMPARE(await(service.replaceSelectedText(QStringLiteral("not here"), editor.window)),
+        QCOMPARE(await(service.replaceSelectedText(QStringLiteral("not here"), editor.window())),
                  Outcome::TargetGone);
         QCOMPARE(clipboardText(), QStringLiteral("not here"));
-        QVERIFY(DesktopApps::activate(editor.window));
-        QVERIFY(DesktopApps::keys({"ctrl+s"}));
-        QTRY_COMPARE(readFile(path), document);
+        QVERIFY(editor.activate());
+        QTRY_COMPARE(saved(path), document);
     }
 
     // A window that never asks for the answer: after the bound, the answer
@@ -111,23 +101,18 @@ private Q_SLOTS:
     {
         // A message window: it takes keys, and never a clipboard. It names no
         // process on its window, so it is found by its title.
-        QProcess program;
-        program.start(QStringLiteral("xmessage"),
-                      {QStringLiteral("-title"), QStringLiteral("vellumo-reads-nothing"),
-                       QStringLiteral("nothing here reads the clipboard")});
-        auto cleanup = qScopeGuard([&] {
-            program.kill();
-            program.waitForFinished();
-        });
-        DesktopApps::App message;
-        QTRY_VERIFY((message.window = DesktopApps::findWindowByName(
-                         QStringLiteral("vellumo-reads-nothing"))) != 0);
-        QVERIFY(DesktopApps::activate(message.window));
+        App message;
+        QVERIFY(message.start(QStringLiteral("xmessage"),
+                              {QStringLiteral("-title"), QStringLiteral("vellumo-reads-nothing"),
+                               QStringLiteral("nothing here reads the clipboard")},
+                              {},
+                              {QStringLiteral("--name"), QStringLiteral("vellumo-reads-nothing")}));
+        QVERIFY(message.activate());
 
         TextManipulationService service(m_windows, m_selections, m_keys);
         QElapsedTimer clock;
         clock.start();
-        QCOMPARE(await(service.replaceSelectedText(QStringLiteral("unread"), message.window)),
+        QCOMPARE(await(service.replaceSelectedText(QStringLiteral("unread"), message.window())),
                  Outcome::NotRead);
         QVERIFY(clock.elapsed() >= TextManipulationService::readTimeoutMs);
         QCOMPARE(clipboardText(), QStringLiteral("unread"));

@@ -19,8 +19,8 @@
 #include <QLinearGradient>
 #include <QPainter>
 #include <QStyleFactory>
-#include <memory>
 #include <QtTest>
+#include <memory>
 
 namespace {
 

@@ -19,11 +19,11 @@ private Q_SLOTS:
         const QString two = QStringLiteral("First paragraph\nSecond paragraph");
         QTest::newRow("the last paragraph's share") << two << "Second paragraph" << true;
         QTest::newRow("with its break") << two << "First paragraph\n" << true;
-        QTest::newRow("a stale whole") << "an older selection" << "Second paragraph" << false;
+        QTest::newRow("a stale whole") << "an older selection"
+                                       << "Second paragraph" << false;
         QTest::newRow("placeholders around text")
             << two << QStringLiteral("\uFFFCSecond par") << true;
-        QTest::newRow("pieces out of order")
-            << two << QStringLiteral("Second\uFFFCFirst") << false;
+        QTest::newRow("pieces out of order") << two << QStringLiteral("Second\uFFFCFirst") << false;
         QTest::newRow("only placeholders") << two << QStringLiteral("\uFFFC\uFFFC") << true;
         QTest::newRow("line ends of another kind")
             << QStringLiteral("one\r\ntwo") << QStringLiteral("one\n") << true;

@@ -72,7 +72,8 @@ private Q_SLOTS:
         a.caret.reset();
         const SelectionGeometry g = resolved(a);
         QVERIFY(!g.selectionBounds);
-        QCOMPARE(g.textInsertionPoint, QPointF(641 + 319, 359 + 425)); // the element's bottom centre
+        QCOMPARE(g.textInsertionPoint,
+                 QPointF(641 + 319, 359 + 425)); // the element's bottom centre
         QCOMPARE(g.insertionPointAround, QRectF(641, 359, 638, 425));
     }
 

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: GPL-3.0-or-later
 # Shortcuts for the scripts under scripts/.
 .PHONY: run test build bench format
 run:

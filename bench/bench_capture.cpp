@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Time of each capture strategy, of a replacement and of a geometry query
 // against real applications on the private test desktop: median and 90th
 // percentile over 20 runs each.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // How long the popup's list takes to compute from the store, with many
 // stored commands. Prints the median and 90th percentile of each case.
 #include "AICommand.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // The shortcut-to-popup loop of the vellumo executable beside the least a Qt
 // program can do for the same visible thing (bench/minimalpopup.cpp: another
 // key, a 360 by 340 popup, nothing else), in one private test desktop with

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // How long a key press takes in the command popup when the user has 1,000
 // commands stored: from the key event to the repainted popup, with the list
 // recomputed from the store and the provider's key re-read from the keyring,

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // What the provider layer itself costs around one command: decoding an
 // answer, one whole send to the local HTTPS provider (key read, TLS
 // handshake, request, decode), loading the manager, and a paged model list.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Time from a synthetic key press (XTest, on a connection of its own) to the
 // key-down handler of Ctrl+Super+/, over 20 presses, on a private X desktop.
 // Prints the median, the 90th percentile and the extremes.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // The yardstick of bench_loop: the least a Qt program can do for the same
 // visible thing. It grabs Ctrl+Super+. on the root window and, on each press,
 // shows a frameless 360 by 340 popup below the mouse pointer, which closes by

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include "APIError.h"
 
 APIError::APIError(Kind kind, int statusCode, QString underlying)

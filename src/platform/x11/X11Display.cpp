@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include "X11Display.h"
 
 #include <X11/extensions/XRes.h>

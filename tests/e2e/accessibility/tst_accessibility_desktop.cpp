@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // The element layer against a real GTK editor on the test desktop.
 #include "AccessibilityThread.h"
 #include "Desktop.h"

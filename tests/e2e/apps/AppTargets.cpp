@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // The target applications of the desktop tests, each driven as a user drives
 // it: text selected with the keyboard where the application allows it, with
 // the pointer where it does not (terminals, page text).

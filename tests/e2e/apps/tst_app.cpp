@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // One real application on the private desktop with the vellumo executable:
 // every kind of selection is captured exactly, replaced exactly, with the
 // popup beside it; a cleared selection and Escape change nothing, the

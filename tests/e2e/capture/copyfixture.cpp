@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // A small application whose focused control has no text interface and whose
 // Edit menu's Copy item (Ctrl+C) puts a known text on the clipboard: the case
 // where only the Copy menu item can read the selection.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // The capture's paths that no application of tests/e2e/apps takes: an
 // application without an accessible text whose selection only its Copy menu
 // item can read, beside someone else's stale PRIMARY; an empty clipboard; a

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // The vellumo executable's window-less commands, run as a user's script
 // would run them: a real process, a real keyring, the local HTTPS provider,
 // and no display server.

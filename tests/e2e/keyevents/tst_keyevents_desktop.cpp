@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Synthetic keys posted with XTest, as a real X window receives them.
 #include "Desktop.h"
 #include "KeyEventSender.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // The loop's edges that tests/e2e/apps does not walk: an answer whose
 // application went away, a selection of a megabyte, a provider error, a
 // click outside the popup, --verbose, and a shortcut that cannot be hooked.

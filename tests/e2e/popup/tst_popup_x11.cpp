@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // The popup on a real X server (the private test desktop): keyboard focus
 // and keys through a real Qt::Popup with its keyboard grab, typed by
 // xdotool, and the compositor test that chooses the panel's look.

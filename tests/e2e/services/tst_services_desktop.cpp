@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // The paste's outcomes a user can meet beside a normal replacement: an empty
 // answer, a window that is no longer the active one, and a window that never
 // takes the answer.

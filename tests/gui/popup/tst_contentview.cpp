@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // The popup's content driven by keys and clicks, against the local HTTPS
 // provider and a real keyring.
 #include "BaseInstructionsService.h"

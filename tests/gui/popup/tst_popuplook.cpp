@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // How the popup looks in a light and a dark theme: row colours from the
 // palette, the panel with and without a compositor, and pictures of its
 // states under the build folder.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // The shortcut-to-paste loop against the fake desktop: the selection read
 // from the active window's PRIMARY, the popup, and where the answer goes
 // when the remembered window is still there, gone, or behind another one.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // The paste against the fake desktop: which chord goes to which window,
 // which selection must hold the answer, and when nothing may be posted.
 #include "FakeKeyInput.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // The rules by which a source that claims the whole selection is believed.
 #include "SelectionCapture.h"
 

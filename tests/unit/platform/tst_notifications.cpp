@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Notifications on the session bus, with this test as the notification
 // daemon on a connection of its own.
 #include "FreedesktopNotifications.h"

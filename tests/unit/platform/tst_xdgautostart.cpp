@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // The autostart entry as the freedesktop.org desktops read it: where it
 // lies, what turns it off, and an Exec line that GLib's own launcher runs.
 #include "TestSupport.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // The key store against the test session's own gnome-keyring: what it keeps,
 // under which attributes, and what it says when the keyring is locked or
 // frozen (a store that cannot answer is never taken for "no key").

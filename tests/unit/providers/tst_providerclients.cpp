@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // The three provider clients against the local HTTPS stand-in: what goes on
 // the wire, and what comes back for each kind of answer and failure. The
 // sentence the user reads for an APIError is errorText's (tst_apierror); here

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // The provider manager: what it loads, which provider becomes the default,
 // what a validation stores, what a send composes, and the live model lists.
 // Keys live in a real keyring; requests go to the local HTTPS provider.

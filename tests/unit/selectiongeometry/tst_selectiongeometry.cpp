@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Turning what toolkits answer about the selection into places on screen,
 // with the faults seen in real applications.
 #include "SelectionGeometry.h"

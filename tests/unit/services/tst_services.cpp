@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // The services' rules that need no desktop: which chord pastes where, and
 // the scaling from the accessibility layer's device pixels.
 #include "AccessibilityService.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include "GlobalShortcuts.h"
 #include "KeyTable.h"
 #include "TestSupport.h"

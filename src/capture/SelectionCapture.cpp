@@ -107,6 +107,52 @@ void failRead(TextReadResult &result, const QString &what, AXError error)
     result.unresponsive = error == AXError::CannotComplete;
 }
 
+// The focused element of the application with that process, if any.
+AXResult<UIElement> focusedElementOf(qint64 processId)
+{
+    const auto app = Application::fromProcessId(processId);
+    if (app.failed()) {
+        return AXResult<UIElement>::failure(app.error);
+    }
+    if (!app.value) {
+        return AXResult<UIElement>::none();
+    }
+    return SystemWideElement::focusedUIElement(*app.value);
+}
+
+// Marks a read that holds only part of what is selected: several ranges, an
+// embedded object, offsets that disagree with the cursor, or a selection that
+// goes on in a neighbour. False when the application stalled while asked.
+bool markPartial(const UIElement &element, const UIElement::TextState &state, const QString &text,
+                 TextReadResult &result)
+{
+    const UIElement::TextRange range = state.firstSelection;
+    result.partial = state.selectionCount > 1 || text.contains(objectReplacement);
+    // In an editable text the cursor sits at one end of the selection. A
+    // toolkit whose selection lies elsewhere counts its offsets wrong
+    // (Chromium, after characters beyond the Basic Multilingual Plane), and
+    // its text is not what is selected.
+    const int caret = state.caret;
+    if (!result.partial && (state.states & UIElement::Editable) && caret >= 0 &&
+        caret != range.start && caret != range.end) {
+        qCInfo(lcCapture).noquote() << "The selection's offsets and the text cursor disagree";
+        result.partial = true;
+        result.offsetsSuspect = true;
+        result.rangeLength = range.length();
+    }
+    if (!result.partial) {
+        const auto continues = continuesInNeighbour(element, range, state.characterCount);
+        if (continues.failed()) {
+            result.answeredForText = false;
+            failRead(result, QStringLiteral("Failed to get selected text, error: "),
+                     continues.error);
+            return false;
+        }
+        result.partial = *continues.value;
+    }
+    return true;
+}
+
 // Runs on the accessibility thread.
 TextReadResult readByAXUI(const platform::Windows &windows)
 {
@@ -115,13 +161,7 @@ TextReadResult readByAXUI(const platform::Windows &windows)
     const auto active = windows.active();
     result.activeProcessId = active ? active->processId : 0;
 
-    AXResult<UIElement> focused;
-    const auto app = Application::fromProcessId(result.activeProcessId);
-    if (app.failed()) {
-        focused = AXResult<UIElement>::failure(app.error);
-    } else if (app.value) {
-        focused = SystemWideElement::focusedUIElement(*app.value);
-    }
+    const AXResult<UIElement> focused = focusedElementOf(result.activeProcessId);
     if (focused.failed() || !focused.value) {
         // Success without a value keeps the code 0, printed as its name.
         failRead(result, QStringLiteral("Failed to get focused element, error: "), focused.error);
@@ -167,28 +207,8 @@ TextReadResult readByAXUI(const platform::Windows &windows)
     }
     QString text = *selected.value;
     text.remove(QChar(0));
-    result.partial = state.value->selectionCount > 1 || text.contains(objectReplacement);
-    // In an editable text the cursor sits at one end of the selection. A
-    // toolkit whose selection lies elsewhere counts its offsets wrong
-    // (Chromium, after characters beyond the Basic Multilingual Plane), and
-    // its text is not what is selected.
-    const int caret = state.value->caret;
-    if (!result.partial && (state.value->states & UIElement::Editable) && caret >= 0 &&
-        caret != range.start && caret != range.end) {
-        qCInfo(lcCapture).noquote() << "The selection's offsets and the text cursor disagree";
-        result.partial = true;
-        result.offsetsSuspect = true;
-        result.rangeLength = range.length();
-    }
-    if (!result.partial) {
-        const auto continues = continuesInNeighbour(element, range, state.value->characterCount);
-        if (continues.failed()) {
-            result.answeredForText = false;
-            failRead(result, QStringLiteral("Failed to get selected text, error: "),
-                     continues.error);
-            return result;
-        }
-        result.partial = *continues.value;
+    if (!markPartial(element, *state.value, text, result)) {
+        return result;
     }
     qCInfo(lcCapture).noquote() << "Selected text via AXUI: " + text;
     result.text = text;

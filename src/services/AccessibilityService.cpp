@@ -185,63 +185,19 @@ void addNeighbours(const UIElement &element, UIElement::TextRange range, int cha
     }
 }
 
-// Runs on the accessibility thread; answers in device pixels. Only a few
-// characters are ever asked about, never a whole range: a toolkit computes
-// the extents of a long range character by character, which takes seconds.
-SelectionGeometry gather(const platform::Windows &windows)
+// The places of the first and last selected characters and of the one at
+// the cursor, asked in one round trip. Toolkits without screen coordinates for
+// text (GTK 4) answer in window ones.
+void addCharacterPlaces(const UIElement &element, const UIElement::TextState &state,
+                        GeometryAnswers &answers)
 {
-    SelectionGeometry g;
-    const auto active = windows.active();
-    if (!active) {
-        return g;
-    }
-    GeometryAnswers answers;
-    const auto decorated = windows.frame(active->id);
-    if (decorated && !decorated->isEmpty()) {
-        g.focusedWindowFrame = QRectF(*decorated);
-        answers.decoratedWindow = *decorated;
-    }
-    const auto area = windows.clientArea(active->id);
-    if (!area) {
-        return g;
-    }
-    answers.clientWindow = *area;
-    const auto app = Application::fromProcessId(active->processId);
-    if (app.failed() || !app.value) {
-        return g;
-    }
-    const auto focused = SystemWideElement::focusedUIElement(*app.value);
-    if (focused.failed() || !focused.value) {
-        return g;
-    }
-    const UIElement &element = *focused.value;
-    if (const auto window = app.value->activeWindow(); !window.failed() && window.value) {
-        answers.accessibleWindow = valueOf(window.value->frame(Coordinates::Screen));
-        findMisplacedPart(*window.value, answers);
-    }
-    const auto state = element.textState(true);
-    if (state.failed()) {
-        resolveGeometry(answers, g);
-        return g;
-    }
-    answers.elementOnScreen = state.value->frameOnScreen;
-    answers.elementInWindow = state.value->frameInWindow;
-    if (!state.value->hasText()) {
-        resolveGeometry(answers, g);
-        return g;
-    }
-    answers.hasText = true;
-    const bool selected = state.value->selectionCount > 0 && !state.value->firstSelection.isEmpty();
-    const UIElement::TextRange range = state.value->firstSelection;
-    int caret = state.value->caret;
-    if (caret >= state.value->characterCount && caret > 0) {
+    const bool selected = state.selectionCount > 0 && !state.firstSelection.isEmpty();
+    const UIElement::TextRange range = state.firstSelection;
+    int caret = state.caret;
+    if (caret >= state.characterCount && caret > 0) {
         // At the very end of a text there is no character: the last one's place.
-        caret = state.value->characterCount - 1;
+        caret = state.characterCount - 1;
     }
-
-    // The first and last selected characters and the one at the cursor, in
-    // one round trip. Toolkits without screen coordinates for text (GTK 4)
-    // answer in window ones.
     QList<int> offsets;
     if (selected) {
         offsets << range.start << range.end - 1;
@@ -274,14 +230,20 @@ SelectionGeometry gather(const platform::Windows &windows)
             answers.lastCharacter = placeOfEmbedded(element, range.end - 1, false, coordinates)
                                         .value_or(answers.lastCharacter.value_or(QRect()));
         }
-        addNeighbours(element, range, state.value->characterCount, coordinates, answers);
+        addNeighbours(element, range, state.characterCount, coordinates, answers);
     }
     if (caret >= 0) {
         answers.caretOffset = caret;
         answers.caret = places.value(selected ? 2 : 0);
     }
-    // A toolkit that places characters where they are not cannot find them
-    // there again.
+}
+
+// A toolkit that places characters where they are not cannot find them there
+// again: asks which characters lie at the places it gave.
+void addCharacterChecks(const UIElement &element, GeometryAnswers &answers)
+{
+    const Coordinates coordinates =
+        answers.charactersInWindow ? Coordinates::Window : Coordinates::Screen;
     QList<QPoint> checks;
     for (const auto &r : {answers.firstCharacter, answers.caret}) {
         // A line's end may be a character of no width: its place still counts.
@@ -293,6 +255,63 @@ SelectionGeometry gather(const platform::Windows &windows)
     }
     if (answers.caret && answers.caret->height() > 0) {
         answers.characterAtCaret = found.value(1);
+    }
+}
+
+// The active window's frames, and the focused element of its application
+// with the frame of the application's active window.
+std::optional<UIElement> focusedElement(const platform::Windows &windows, SelectionGeometry &g,
+                                        GeometryAnswers &answers)
+{
+    const auto active = windows.active();
+    if (!active) {
+        return std::nullopt;
+    }
+    const auto decorated = windows.frame(active->id);
+    if (decorated && !decorated->isEmpty()) {
+        g.focusedWindowFrame = QRectF(*decorated);
+        answers.decoratedWindow = *decorated;
+    }
+    const auto area = windows.clientArea(active->id);
+    if (!area) {
+        return std::nullopt;
+    }
+    answers.clientWindow = *area;
+    const auto app = Application::fromProcessId(active->processId);
+    if (app.failed() || !app.value) {
+        return std::nullopt;
+    }
+    auto focused = SystemWideElement::focusedUIElement(*app.value);
+    if (focused.failed() || !focused.value) {
+        return std::nullopt;
+    }
+    if (const auto window = app.value->activeWindow(); !window.failed() && window.value) {
+        answers.accessibleWindow = valueOf(window.value->frame(Coordinates::Screen));
+        findMisplacedPart(*window.value, answers);
+    }
+    return std::move(focused.value);
+}
+
+// Runs on the accessibility thread; answers in device pixels. Only a few
+// characters are ever asked about, never a whole range: a toolkit computes
+// the extents of a long range character by character, which takes seconds.
+SelectionGeometry gather(const platform::Windows &windows)
+{
+    SelectionGeometry g;
+    GeometryAnswers answers;
+    const std::optional<UIElement> element = focusedElement(windows, g, answers);
+    if (!element) {
+        return g;
+    }
+    const auto state = element->textState(true);
+    if (!state.failed()) {
+        answers.elementOnScreen = state.value->frameOnScreen;
+        answers.elementInWindow = state.value->frameInWindow;
+        if (state.value->hasText()) {
+            answers.hasText = true;
+            addCharacterPlaces(*element, *state.value, answers);
+            addCharacterChecks(*element, answers);
+        }
     }
     resolveGeometry(answers, g);
     return g;

@@ -26,15 +26,6 @@ QObject *mainContext()
     return QCoreApplication::instance();
 }
 
-template <typename T> QFuture<T> ready(T value)
-{
-    QPromise<T> promise;
-    promise.start();
-    promise.addResult(std::move(value));
-    promise.finish();
-    return promise.future();
-}
-
 // The sources the chain may use. VELLUMO_CAPTURE_SOURCES (a comma-separated
 // subset of "accessibility,primary,copy-menu") narrows them, so tests can
 // drive one source alone in applications where an earlier one would answer.
@@ -544,9 +535,14 @@ QFuture<CaptureResult> captureSelection(const Context &context)
         accessibility = getSelectedTextByAXUI(context.windows);
     } else {
         qCInfo(lcCapture).noquote() << "The accessibility text read is turned off";
-        TextReadResult off;
-        off.error = static_cast<int>(AXError::APIDisabled);
-        accessibility = ready(off);
+        // The sources after it still need to know which process is in front.
+        accessibility = AccessibilityThread::instance().run([windows = &context.windows] {
+            TextReadResult off;
+            off.error = static_cast<int>(AXError::APIDisabled);
+            const auto active = windows->active();
+            off.activeProcessId = active ? active->processId : 0;
+            return off;
+        });
     }
     accessibility.then(mainContext(), [promise, sources, context](const TextReadResult &ax) {
         if (!ax.answeredForText) {

@@ -48,10 +48,9 @@ private Q_SLOTS:
     {
         TestSupport::requireThrowawayEnvironment();
         quietOffscreenWarnings();
-        // The fake desktop has no menus to press; the accessibility read,
-        // which finds no application with the window's process, tells
-        // PRIMARY's read which process is in front.
-        qputenv("VELLUMO_CAPTURE_SOURCES", "accessibility,primary");
+        // The fake desktop has no accessibility tree and no menus to press:
+        // PRIMARY alone, which must still learn which process is in front.
+        qputenv("VELLUMO_CAPTURE_SOURCES", "primary");
         m_keys.onPost([this](const platform::KeyChord &) {
             m_selections.readBy(editorProcess, Selection::Clipboard);
         });

@@ -3,6 +3,7 @@
 
 #include "AICommand.h"
 #include "APIError.h"
+#include "ApplicationService.h"
 #include "CommandStore.h"
 #include "Console.h"
 #include "KeychainService.h"
@@ -20,7 +21,8 @@ namespace CommandLine {
 
 namespace {
 
-const QStringList commands{QStringLiteral("run"), QStringLiteral("models"), QStringLiteral("key")};
+const QStringList commands{QStringLiteral("run"), QStringLiteral("models"), QStringLiteral("key"),
+                           QStringLiteral("popup")};
 
 const char *const commandHelp =
     "Without a command, Vellumo starts on the desktop. With one, it runs without any window:\n"
@@ -37,6 +39,10 @@ const char *const commandHelp =
     "  key set PROVIDER            Stores the API key read from standard input (never from\n"
     "                              an argument, which would land in the shell's history).\n"
     "  key delete PROVIDER         Removes the stored API key.\n"
+    "  popup                       Asks the running Vellumo to read the selection and open\n"
+    "                              its popup beside it, as its shortcut does: bind it to a\n"
+    "                              key in the desktop's own keyboard settings where the\n"
+    "                              shortcut cannot be grabbed.\n"
     "\n"
     "PROVIDER is openai, anthropic or gemini.\n"
     "\n"
@@ -293,7 +299,7 @@ int exec(QCoreApplication &app)
     parser.addHelpOption();
     parser.addVersionOption();
     parser.addPositionalArgument(QStringLiteral("command"),
-                                 QStringLiteral("run, models or key, as described above."),
+                                 QStringLiteral("run, models, key or popup, as described above."),
                                  QStringLiteral("[command [arguments]]"));
     // Everything after the command belongs to it, even text that looks like
     // an option ("-1 sentence").
@@ -331,6 +337,17 @@ int exec(QCoreApplication &app)
                                         "standard input."));
         }
         return keyCommand(arguments.at(1), *vendor);
+    }
+    if (command == QLatin1String("popup")) {
+        if (arguments.size() != 1) {
+            return usage(QStringLiteral("popup takes no arguments."));
+        }
+        const QString problem = ApplicationService::ask(QStringLiteral("popup"));
+        if (!problem.isEmpty()) {
+            writeErr(QStringLiteral("No popup: %1.").arg(problem));
+            return failure;
+        }
+        return success;
     }
     return usage(QStringLiteral("Unknown command \"%1\".").arg(command));
 }

@@ -2,13 +2,16 @@
 #include "DesktopStart.h"
 
 #include "AIVendor.h"
+#include "ApplicationService.h"
 #include "Console.h"
 #include "GlobalShortcuts.h"
 #include "HotKeyLayer.h"
 #include "KeychainService.h"
 #include "PopupManager.h"
 #include "Settings.h"
+#include "Shell.h"
 #include "UIElement.h"
+#include "Updater.h"
 #include "VendorManager.h"
 
 // The desktop this build is for (VELLUMO_PLATFORM).
@@ -96,30 +99,80 @@ QString startupLine()
            u'.';
 }
 
-// Hooks the shortcut and runs the loop until the application quits.
-int runLoop(QApplication &app, const platform::Platform &desktop)
+// Hooks the shortcut, shows the tray icon and runs the loop until the
+// application quits.
+int runLoop(QApplication &app, platform::Platform &desktop, ApplicationService &service)
 {
     GlobalShortcuts::HotKeyLayer::shared().setBackend(desktop.hotKeys->makeBackend());
     PopupManager popups(*desktop.windows, *desktop.selections, *desktop.keys, *desktop.popups,
                         VendorManager::shared(), KeychainService::shared());
+    Shell shell(service, *desktop.notifications, Updater::configuredFeed(),
+                {
+                    .openSettings =
+                        [] {
+                            Console::printLine(QStringLiteral(
+                                "Settings asked for, but this build has no settings window."));
+                        },
+                    .showOnboarding =
+                        [] {
+                            Console::printLine(QStringLiteral(
+                                "Onboarding asked for, but this build has no first-start "
+                                "guide."));
+                        },
+                    .showPopup = [&popups] { popups.handleShortcut(); },
+                });
     popups.setupGlobalShortcut();
     Console::printLine(startupLine());
+    shell.start();
     return app.exec();
+}
+
+// Another start of Vellumo in this session: the running one opens its
+// settings, which is how a desktop without a tray reaches them.
+int activateRunningInstance()
+{
+    const QString problem = ApplicationService::ask();
+    if (!problem.isEmpty()) {
+        Console::printError(
+            QStringLiteral("Vellumo is already running, but it did not answer: %1.").arg(problem));
+        return 1;
+    }
+    Console::printLine(QStringLiteral("Vellumo is already running: its settings open there."));
+    return 0;
 }
 
 } // namespace
 
+bool hasDisplay()
+{
+    return !qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM") || chosen::canReachDisplay();
+}
+
 int exec(QApplication &app)
 {
+    ApplicationService service;
+    switch (service.claim()) {
+    case ApplicationService::Claim::taken:
+        return activateRunningInstance();
+    case ApplicationService::Claim::noBus:
+        Console::printError(QStringLiteral("There is no D-Bus session bus, so a second start of "
+                                           "Vellumo and 'vellumo popup' cannot reach this one."));
+        break;
+    case ApplicationService::Claim::owned:
+        break;
+    }
     QApplication::setQuitOnLastWindowClosed(false);
     quitOnSignals(app);
+    // However the process ends (Quit, a signal), the way out is the same.
+    QObject::connect(&app, &QCoreApplication::aboutToQuit, &app,
+                     [] { Console::printLine(QStringLiteral("Deactivating screen")); });
     // Static, so it outlives the accessibility thread, whose last call may
     // still be under way when the event loop ends.
-    static const platform::Platform desktop = chosen::makePlatform();
+    static platform::Platform desktop = chosen::makePlatform();
 
     const bool onboarded = Settings::standard().onboardingCompleted();
     if (onboarded && isProcessTrusted(false, *desktop.keys)) {
-        return runLoop(app, desktop);
+        return runLoop(app, desktop, service);
     }
 
     // The first-start guide's steps, on the console.
@@ -149,7 +202,7 @@ int exec(QApplication &app)
         return 1;
     }
     Settings::standard().setOnboardingCompleted(true);
-    return runLoop(app, desktop);
+    return runLoop(app, desktop, service);
 }
 
 } // namespace DesktopStart

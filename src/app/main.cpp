@@ -35,6 +35,13 @@ int main(int argc, char *argv[])
         return CommandLine::exec(app);
     }
     Console::setVerbose(verbose);
+    if (!DesktopStart::hasDisplay()) {
+        // Qt would abort with a message of its own.
+        Console::printError(QStringLiteral(
+            "Vellumo needs a desktop session: start it from within your X11 desktop, where "
+            "DISPLAY names the display (its commands, such as 'vellumo run', work without one)."));
+        return 1;
+    }
     QApplication app(argc, argv);
     describe();
     QApplication::setApplicationDisplayName(QStringLiteral("Vellumo"));

@@ -100,6 +100,18 @@ bool FakeProvider::setKey(const std::optional<QString> &key)
     return command("key " + jsonText(key)) == "ok";
 }
 
+bool FakeProvider::setRelease(const std::optional<QJsonObject> &release)
+{
+    const QByteArray json =
+        release ? QJsonDocument(*release).toJson(QJsonDocument::Compact) : QByteArray("null");
+    return command("release " + json) == "ok";
+}
+
+QString FakeProvider::releaseFeed() const
+{
+    return QStringLiteral("https://%1/repos/vellumo/vellumo/releases/latest").arg(host());
+}
+
 bool FakeProvider::clear()
 {
     return command("clear") == "ok";

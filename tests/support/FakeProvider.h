@@ -56,6 +56,11 @@ public:
     bool setAnswer(const std::optional<QString> &answer);
     // The only key accepted from now on; none accepts any non-empty key.
     bool setKey(const std::optional<QString> &key);
+    // What the release feed (GET .../releases/latest) answers from now on;
+    // none: 404.
+    bool setRelease(const std::optional<QJsonObject> &release);
+    // The feed's address on this server.
+    QString releaseFeed() const;
     // Forgets the recorded requests and queued failures.
     bool clear();
     QList<Request> requests();

@@ -9,6 +9,8 @@
 #include "FakeSelections.h"
 #include "FakeWindows.h"
 
+#include <QtGlobal>
+
 namespace platform::fake {
 
 Platform makePlatform()
@@ -22,6 +24,12 @@ Platform makePlatform()
     platform.loginItem = std::make_unique<LoginItem>();
     platform.notifications = std::make_unique<Notifications>();
     return platform;
+}
+
+bool canReachDisplay()
+{
+    return !qEnvironmentVariableIsEmpty("DISPLAY") ||
+           !qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY");
 }
 
 } // namespace platform::fake

@@ -9,4 +9,7 @@ namespace platform::fake {
 // active, nothing is selected, no key reaches anything.
 Platform makePlatform();
 
+// Whether DISPLAY or WAYLAND_DISPLAY names a display for Qt to open.
+bool canReachDisplay();
+
 } // namespace platform::fake

@@ -10,6 +10,7 @@
 #include "XdgAutostart.h"
 
 #include <QCoreApplication>
+#include <X11/Xlib.h>
 
 namespace platform::x11 {
 
@@ -24,6 +25,16 @@ Platform makePlatform()
     platform.loginItem = std::make_unique<XdgAutostart>(QCoreApplication::applicationFilePath());
     platform.notifications = std::make_unique<FreedesktopNotifications>();
     return platform;
+}
+
+bool canReachDisplay()
+{
+    Display *const display = XOpenDisplay(nullptr);
+    if (!display) {
+        return false;
+    }
+    XCloseDisplay(display);
+    return true;
 }
 
 } // namespace platform::x11

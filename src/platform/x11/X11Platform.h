@@ -9,4 +9,8 @@ namespace platform::x11 {
 // notifications. Main thread, once the QGuiApplication exists.
 Platform makePlatform();
 
+// Whether the X server that DISPLAY names answers: asked before any
+// QGuiApplication exists, which would end the process when it does not.
+bool canReachDisplay();
+
 } // namespace platform::x11

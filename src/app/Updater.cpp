@@ -167,8 +167,18 @@ void Updater::finish(QNetworkReply *reply, bool tooLarge)
     const Initiator initiator = m_initiator;
     Q_EMIT canCheckForUpdatesChanged(true);
 
-    if (outcome.kind == UpdateOutcome::Kind::failed) {
+    switch (outcome.kind) {
+    case UpdateOutcome::Kind::failed:
         Console::printLine(QStringLiteral("Update check failed: ") + outcome.problem);
+        break;
+    case UpdateOutcome::Kind::upToDate:
+        Console::printLine(QStringLiteral("Update check: Vellumo %1 is up to date")
+                               .arg(m_currentVersion));
+        break;
+    case UpdateOutcome::Kind::newer:
+        Console::printLine(QStringLiteral("Update check: version %1 is available")
+                               .arg(outcome.release.version));
+        break;
     }
     if (initiator == Initiator::user) {
         if (outcome.kind != UpdateOutcome::Kind::failed) {

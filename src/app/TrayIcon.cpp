@@ -64,13 +64,16 @@ TrayIcon::TrayIcon(bool offersUpdates, QObject *parent) : QObject(parent)
     m_tray.setIcon(icon(false));
     m_tray.setToolTip(QStringLiteral("Vellumo"));
     m_tray.setContextMenu(&m_menu);
-    // A left click opens the same menu as a right click.
-    connect(&m_tray, &QSystemTrayIcon::activated, this,
-            [this](QSystemTrayIcon::ActivationReason reason) {
-                if (reason == QSystemTrayIcon::Trigger) {
-                    m_menu.popup(QCursor::pos());
-                }
-            });
+    // A left click opens the same menu as a right click. A second click
+    // soon after the first is a double click to Qt, and opens it too.
+    connect(
+        &m_tray, &QSystemTrayIcon::activated, this,
+        [this](QSystemTrayIcon::ActivationReason reason) {
+            if ((reason == QSystemTrayIcon::Trigger || reason == QSystemTrayIcon::DoubleClick) &&
+                !m_menu.isVisible()) {
+                m_menu.popup(QCursor::pos());
+            }
+        });
 }
 
 TrayIcon::~TrayIcon() = default;

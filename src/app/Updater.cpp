@@ -172,12 +172,12 @@ void Updater::finish(QNetworkReply *reply, bool tooLarge)
         Console::printLine(QStringLiteral("Update check failed: ") + outcome.problem);
         break;
     case UpdateOutcome::Kind::upToDate:
-        Console::printLine(QStringLiteral("Update check: Vellumo %1 is up to date")
-                               .arg(m_currentVersion));
+        Console::printLine(
+            QStringLiteral("Update check: Vellumo %1 is up to date").arg(m_currentVersion));
         break;
     case UpdateOutcome::Kind::newer:
-        Console::printLine(QStringLiteral("Update check: version %1 is available")
-                               .arg(outcome.release.version));
+        Console::printLine(
+            QStringLiteral("Update check: version %1 is available").arg(outcome.release.version));
         break;
     }
     if (initiator == Initiator::user) {

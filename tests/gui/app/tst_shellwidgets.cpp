@@ -84,7 +84,7 @@ private Q_SLOTS:
         // A distribution's build: updates come from the distribution.
         QTest::newRow("without") << false
                                  << QStringList{"Vellumo (disabled)", "-", "Settings\tCtrl+,",
-                                                "Show Onboarding", "-", "Quit\tCtrl+Q"};
+                                                "Show Onboarding",    "-", "Quit\tCtrl+Q"};
     }
 
     void menu()
@@ -99,10 +99,14 @@ private Q_SLOTS:
     {
         QTest::addColumn<QString>("text");
         QTest::addColumn<QString>("signal");
-        QTest::newRow("Settings") << "Settings" << "settingsRequested";
-        QTest::newRow("Show Onboarding") << "Show Onboarding" << "onboardingRequested";
-        QTest::newRow("Check for Updates…") << "Check for Updates…" << "updateCheckRequested";
-        QTest::newRow("Quit") << "Quit" << "quitRequested";
+        QTest::newRow("Settings") << "Settings"
+                                  << "settingsRequested";
+        QTest::newRow("Show Onboarding") << "Show Onboarding"
+                                         << "onboardingRequested";
+        QTest::newRow("Check for Updates…") << "Check for Updates…"
+                                            << "updateCheckRequested";
+        QTest::newRow("Quit") << "Quit"
+                              << "quitRequested";
     }
 
     void entriesSignalTheirRequests()
@@ -112,8 +116,8 @@ private Q_SLOTS:
         TrayIcon tray(true);
         const QMetaObject *meta = tray.metaObject();
         std::vector<std::unique_ptr<QSignalSpy>> spies;
-        for (const char *name : {"settingsRequested", "onboardingRequested",
-                                 "updateCheckRequested", "quitRequested"}) {
+        for (const char *name : {"settingsRequested", "onboardingRequested", "updateCheckRequested",
+                                 "quitRequested"}) {
             const QByteArray signature = QByteArray(name) + "()";
             spies.push_back(std::make_unique<QSignalSpy>(
                 &tray, meta->method(meta->indexOfSignal(signature.constData()))));

@@ -161,9 +161,36 @@ private Q_SLOTS:
         QCOMPARE(run.exitCode, 0);
         for (const char *text :
              {"run [--keep-input] \"TITLE OR INSTRUCTION\"", "models PROVIDER", "key set PROVIDER",
-              "key delete PROVIDER", "openai, anthropic or gemini"}) {
+              "key delete PROVIDER", "popup", "openai, anthropic or gemini"}) {
             QVERIFY2(run.out.contains(text), text);
         }
+    }
+
+    void withoutADisplayTheDesktopSaysWhatItNeeds_data()
+    {
+        QTest::addColumn<QStringList>("arguments");
+        QTest::newRow("vellumo") << QStringList();
+        QTest::newRow("vellumo --verbose") << QStringList{QStringLiteral("--verbose")};
+    }
+
+    // One sentence and a failure, where Qt would abort with a core message.
+    void withoutADisplayTheDesktopSaysWhatItNeeds()
+    {
+        QFETCH(QStringList, arguments);
+        const Run run = vellumo(arguments);
+        QCOMPARE(run.exitCode, 1);
+        QCOMPARE(run.out, QByteArray());
+        QVERIFY2(run.err.startsWith("Vellumo needs a desktop session: ") &&
+                     run.err.count('\n') == 1 && run.err.count(". ") == 0,
+                 run.err.constData());
+    }
+
+    // Nobody on the bus to open a popup: said, with a failure.
+    void popupWithoutARunningVellumoFails()
+    {
+        const Run run = vellumo({QStringLiteral("popup")});
+        QCOMPARE(run.exitCode, 1);
+        QCOMPARE(run.err, QByteArray("No popup: Vellumo is not running.\n"));
     }
 
     void keysAreSetFromStandardInputAndDeleted()

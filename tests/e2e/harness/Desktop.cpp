@@ -426,9 +426,14 @@ bool Vellumo::start(const QStringList &environment, const QStringList &arguments
     }
     // Nothing is printed once the shortcut is hooked: the grab itself is
     // what is waited for.
-    return !waitForShortcut ||
-           (QTest::qWaitFor([this] { return !isRunning() || shortcutHeldByAnother(); }, 10000) &&
-            isRunning());
+    if (!waitForShortcut ||
+        (QTest::qWaitFor([this] { return !isRunning() || shortcutHeldByAnother(); }, 10000) &&
+         isRunning())) {
+        return true;
+    }
+    qWarning("vellumo %s without holding the shortcut; it printed:\n%s",
+             isRunning() ? "ran 10 s" : "ended", qPrintable(output()));
+    return false;
 }
 
 void Vellumo::stop()

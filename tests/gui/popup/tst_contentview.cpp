@@ -209,17 +209,13 @@ private Q_SLOTS:
         QTest::addColumn<QString>("text");
         QTest::addColumn<QString>("commandPart");
         QTest::newRow("openai, selection kept as captured")
-            << AIVendor::openai << int(Qt::Key_Return) << "X {text}"
-            << "  line one\nline two  "
+            << AIVendor::openai << int(Qt::Key_Return) << "X {text}" << u"  line one\nline two  "_qs
             << "X   line one\nline two  ";
         QTest::newRow("anthropic, keypad Enter")
-            << AIVendor::anthropic << int(Qt::Key_Enter) << "Polish it"
-            << "abc"
+            << AIVendor::anthropic << int(Qt::Key_Enter) << "Polish it" << u"abc"_qs
             << "Polish it\n\nText to process: abc";
         QTest::newRow("gemini, empty selection")
-            << AIVendor::gemini << int(Qt::Key_Return) << "Fix: {text}"
-            << ""
-            << "Fix: ";
+            << AIVendor::gemini << int(Qt::Key_Return) << "Fix: {text}" << u""_qs << "Fix: ";
     }
 
     void theHighlightedCommandRunsOnTheDefaultProvider()

@@ -126,18 +126,13 @@ private Q_SLOTS:
     {
         QTest::addColumn<QString>("executable");
         QTest::addColumn<QString>("exec");
-        QTest::addRow("plain") << "/usr/bin/vellumo"
-                               << "/usr/bin/vellumo";
-        QTest::addRow("space") << "/opt/my apps/vellumo"
-                               << "\"/opt/my apps/vellumo\"";
-        QTest::addRow("dollar") << "/opt/$x/vellumo"
-                                << "\"/opt/\\\\$x/vellumo\"";
-        QTest::addRow("backslash") << "/opt/a\\b/vellumo"
-                                   << "\"/opt/a\\\\\\\\b/vellumo\"";
-        QTest::addRow("percent") << "/opt/100%/vellumo"
-                                 << "/opt/100%%/vellumo";
-        QTest::addRow("percent, quoted") << "/opt/100% sure/vellumo"
-                                         << "\"/opt/100%% sure/vellumo\"";
+        QTest::addRow("plain") << "/usr/bin/vellumo" << u"/usr/bin/vellumo"_qs;
+        QTest::addRow("space") << "/opt/my apps/vellumo" << u"\"/opt/my apps/vellumo\""_qs;
+        QTest::addRow("dollar") << "/opt/$x/vellumo" << u"\"/opt/\\\\$x/vellumo\""_qs;
+        QTest::addRow("backslash") << "/opt/a\\b/vellumo" << u"\"/opt/a\\\\\\\\b/vellumo\""_qs;
+        QTest::addRow("percent") << "/opt/100%/vellumo" << u"/opt/100%%/vellumo"_qs;
+        QTest::addRow("percent, quoted")
+            << "/opt/100% sure/vellumo" << u"\"/opt/100%% sure/vellumo\""_qs;
     }
 
     void execFollowsTheSpecification()

@@ -1,0 +1,110 @@
+#include "SettingsWindow.h"
+
+#include "ScreenActivation.h"
+#include "SettingsCard.h"
+#include "SettingsStyle.h"
+
+#include <QEvent>
+#include <QLabel>
+#include <QShowEvent>
+#include <QTabBar>
+#include <QTabWidget>
+#include <QVBoxLayout>
+
+SettingsWindow::SettingsWindow(const QList<Page> &pages, QWidget *parent)
+    : QWidget(parent, Qt::Window), m_tabs(new QTabWidget(this)), m_pages(pages)
+{
+    setObjectName(QStringLiteral("settingsWindow"));
+    setWindowTitle(QStringLiteral("Vellumo Settings"));
+    resize(contentSize);
+    m_tabs->setObjectName(QStringLiteral("settingsTabs"));
+    m_tabs->setDocumentMode(true);
+    m_tabs->setIconSize(QSize(16, 16));
+    for (const Page &page : pages) {
+        m_tabs->addTab(page.widget, page.title);
+    }
+    applyIcons();
+    auto *layout = new QVBoxLayout(this);
+    layout->setContentsMargins(0, 6, 0, 0);
+    layout->addWidget(m_tabs);
+    // The tabs take the keyboard first: a field that acts on focus (the
+    // shortcut recorder) must not start on its own when the window opens.
+    m_tabs->tabBar()->setFocusPolicy(Qt::StrongFocus);
+    setFocusProxy(m_tabs->tabBar());
+
+    ScreenActivation::setSwitch([this](bool activate) {
+        if (activate) {
+            bringToFront();
+        }
+    });
+}
+
+SettingsWindow::~SettingsWindow()
+{
+    ScreenActivation::setSwitch({});
+}
+
+void SettingsWindow::applyIcons()
+{
+    for (int i = 0; i < m_pages.size(); ++i) {
+        m_tabs->setTabIcon(i, SettingsStyle::themedIcon(m_pages.at(i).themeIcon,
+                                                        m_pages.at(i).bundledIcon, palette()));
+    }
+}
+
+void SettingsWindow::open()
+{
+    if (!m_openedBefore) {
+        m_openedBefore = true;
+        m_tabs->setCurrentIndex(0);
+    }
+    show();
+    bringToFront();
+}
+
+void SettingsWindow::bringToFront()
+{
+    if (isMinimized()) {
+        setWindowState(windowState() & ~Qt::WindowMinimized);
+    }
+    raise();
+    activateWindow();
+}
+
+void SettingsWindow::showEvent(QShowEvent *event)
+{
+    QWidget::showEvent(event);
+    if (!event->spontaneous()) {
+        ScreenActivation::activateScreen();
+    }
+}
+
+void SettingsWindow::hideEvent(QHideEvent *event)
+{
+    QWidget::hideEvent(event);
+    if (!event->spontaneous()) {
+        ScreenActivation::deactivateScreen();
+    }
+}
+
+void SettingsWindow::changeEvent(QEvent *event)
+{
+    if (event->type() == QEvent::PaletteChange) {
+        applyIcons();
+    }
+    QWidget::changeEvent(event);
+}
+
+QWidget *makePlaceholderPage(const QString &sentence)
+{
+    auto *page = new GradientBackground;
+    auto *layout = new QVBoxLayout(page);
+    auto *label = new QLabel(sentence, page);
+    label->setObjectName(QStringLiteral("placeholder"));
+    label->setFont(SettingsStyle::bodyFont());
+    label->setAlignment(Qt::AlignCenter);
+    label->setWordWrap(true);
+    applyDescriptionColor(label);
+    layout->addWidget(label);
+    return page;
+}

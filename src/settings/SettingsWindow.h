@@ -1,0 +1,50 @@
+#pragma once
+
+#include <QIcon>
+#include <QList>
+#include <QWidget>
+
+class QTabWidget;
+
+// The settings: one window with a tab per page it is given, in order.
+// Closing it hides it; the process goes on. Main thread.
+class SettingsWindow : public QWidget {
+    Q_OBJECT
+
+public:
+    struct Page {
+        QWidget *widget = nullptr; // taken over by the window
+        QString title;
+        // The desktop theme's icon, and the bundled one (":/settings/NAME.svg")
+        // when the theme has none.
+        QString themeIcon;
+        QString bundledIcon;
+    };
+
+    static constexpr QSize contentSize{780, 600};
+
+    explicit SettingsWindow(const QList<Page> &pages, QWidget *parent = nullptr);
+    ~SettingsWindow() override;
+
+    // Shows the window, raised and active, also when it is open already
+    // behind other windows. The first opening shows the first tab.
+    void open();
+
+    QTabWidget *tabs() const { return m_tabs; }
+
+protected:
+    void showEvent(QShowEvent *event) override;
+    void hideEvent(QHideEvent *event) override;
+    void changeEvent(QEvent *event) override;
+
+private:
+    void bringToFront();
+    void applyIcons();
+
+    QTabWidget *m_tabs;
+    QList<Page> m_pages;
+    bool m_openedBefore = false;
+};
+
+// A page of a part that is not in this build, saying so in one sentence.
+QWidget *makePlaceholderPage(const QString &sentence);

@@ -1,0 +1,494 @@
+#include "ShortcutRecorder.h"
+
+#include "HotKeyLayer.h"
+#include "KeyTable.h"
+#include "MenuShortcuts.h"
+
+#include <QAction>
+#include <QApplication>
+#include <QFocusEvent>
+#include <QKeyEvent>
+#include <QMessageBox>
+#include <QMouseEvent>
+#include <QPushButton>
+#include <QStyle>
+#include <array>
+#include <cstring>
+
+using GlobalShortcuts::Shortcut;
+
+namespace RecorderText {
+
+namespace {
+
+struct Entry {
+    const char *name;
+    const char *text;
+};
+
+// %1 is the combination's text form or the menu item's title.
+constexpr std::array<Entry, 8> table{{
+    {"record_shortcut", "Record Shortcut"},
+    {"press_shortcut", "Press Shortcut"},
+    {"keyboard_shortcut_used_by_menu_item",
+     "This keyboard shortcut cannot be used because it is used by the menu item “%1”."},
+    {"keyboard_shortcut_used_by_system",
+     "“%1” cannot be used because it is used by the system or another application."},
+    {"keyboard_shortcuts_can_be_changed",
+     "Most system shortcuts can be changed in the desktop's keyboard settings."},
+    {"ok", "OK"},
+    {"force_use_shortcut", "Use Anyway"},
+    {"keyboard_shortcut_disallowed", "“%1” cannot be used as a shortcut on this desktop."},
+}};
+
+} // namespace
+
+QString get(const char *name)
+{
+    for (const Entry &entry : table) {
+        if (std::strcmp(entry.name, name) == 0) {
+            return QString::fromUtf8(entry.text);
+        }
+    }
+    return QString::fromUtf8(name);
+}
+
+} // namespace RecorderText
+
+namespace {
+
+// How far around the field a click still counts as one on it.
+constexpr int clickSlop = 3;
+
+bool isModifierKey(int key)
+{
+    switch (key) {
+    case Qt::Key_Shift:
+    case Qt::Key_Control:
+    case Qt::Key_Alt:
+    case Qt::Key_AltGr:
+    case Qt::Key_Meta:
+    case Qt::Key_Super_L:
+    case Qt::Key_Super_R:
+    case Qt::Key_Hyper_L:
+    case Qt::Key_Hyper_R:
+    case Qt::Key_CapsLock:
+    case Qt::Key_NumLock:
+    case Qt::Key_ScrollLock:
+        return true;
+    default:
+        return false;
+    }
+}
+
+// The keysym of a Qt key, for events that carry none of their own (made by
+// tests, or by a platform other than X11).
+quint32 keysymOfQtKey(int key, bool keypad)
+{
+    if (key >= Qt::Key_F1 && key <= Qt::Key_F35) {
+        return 0xffbe + quint32(key - Qt::Key_F1);
+    }
+    if (keypad) {
+        if (key >= Qt::Key_0 && key <= Qt::Key_9) {
+            return 0xffb0 + quint32(key - Qt::Key_0);
+        }
+        switch (key) {
+        case Qt::Key_Period:
+            return 0xffae;
+        case Qt::Key_Asterisk:
+            return 0xffaa;
+        case Qt::Key_Plus:
+            return 0xffab;
+        case Qt::Key_Minus:
+            return 0xffad;
+        case Qt::Key_Slash:
+            return 0xffaf;
+        case Qt::Key_Equal:
+            return 0xffbd;
+        case Qt::Key_Enter:
+            return 0xff8d;
+        default:
+            break;
+        }
+    }
+    switch (key) {
+    case Qt::Key_Return:
+        return 0xff0d;
+    case Qt::Key_Enter:
+        return 0xff8d;
+    case Qt::Key_Tab:
+        return 0xff09;
+    case Qt::Key_Backspace:
+        return 0xff08;
+    case Qt::Key_Delete:
+        return 0xffff;
+    case Qt::Key_Escape:
+        return 0xff1b;
+    case Qt::Key_Clear:
+        return 0xff0b;
+    case Qt::Key_Home:
+        return 0xff50;
+    case Qt::Key_End:
+        return 0xff57;
+    case Qt::Key_PageUp:
+        return 0xff55;
+    case Qt::Key_PageDown:
+        return 0xff56;
+    case Qt::Key_Left:
+        return 0xff51;
+    case Qt::Key_Up:
+        return 0xff52;
+    case Qt::Key_Right:
+        return 0xff53;
+    case Qt::Key_Down:
+        return 0xff54;
+    default:
+        break;
+    }
+    if (key >= 0x20 && key <= 0xff) {
+        // Qt names letters by their capital; the key types the small one.
+        return QChar(key).toLower().unicode();
+    }
+    return 0;
+}
+
+// With Shift held, X reports the shifted symbol ("!" for the 1 key); the
+// stored form names the key, found here at its usual place.
+quint32 unshifted(quint32 keysym)
+{
+    static const QString shifted = QStringLiteral("!@#$%^&*()_+{}|:\"<>?~");
+    static const QString plain = QStringLiteral("1234567890-=[]\\;',./`");
+    const qsizetype at = keysym < 0x80 ? shifted.indexOf(QChar(char16_t(keysym))) : -1;
+    return at < 0 ? keysym : plain.at(at).unicode();
+}
+
+// The stored key code of the pressed key.
+std::optional<int> macKeyCodeOf(const QKeyEvent *event)
+{
+    const bool keypad = event->modifiers().testFlag(Qt::KeypadModifier);
+    for (quint32 keysym :
+         {quint32(event->nativeVirtualKey()), keysymOfQtKey(event->key(), keypad)}) {
+        if (keysym >= 'A' && keysym <= 'Z') {
+            keysym += 'a' - 'A';
+        }
+        keysym = unshifted(keysym);
+        if (keysym == 0) {
+            continue;
+        }
+        if (const auto key = GlobalShortcuts::KeyTable::keyForKeysym(keysym)) {
+            return key->macKeyCode;
+        }
+    }
+    return std::nullopt;
+}
+
+} // namespace
+
+ShortcutRecorder::ShortcutRecorder(GlobalShortcuts::Name name, QWidget *parent)
+    : QLineEdit(parent), m_name(std::move(name))
+{
+    setObjectName(QStringLiteral("shortcutRecorder"));
+    setAlignment(Qt::AlignCenter);
+    setMinimumWidth(130);
+    setPlaceholderText(RecorderText::get("record_shortcut"));
+    setContextMenuPolicy(Qt::NoContextMenu);
+    setAccessibleName(QStringLiteral("Shortcut"));
+    // Palette roles, so a theme change needs nothing here; the accent frame
+    // tells that the field is listening.
+    setStyleSheet(QStringLiteral(
+        "ShortcutRecorder { border: 1px solid palette(mid); border-radius: 6px;"
+        " padding: 3px 4px; background: palette(base); }"
+        "ShortcutRecorder[recording=\"true\"] { border: 2px solid palette(highlight);"
+        " padding: 2px 3px; }"));
+    m_clearAction = addAction(style()->standardIcon(QStyle::SP_LineEditClearButton),
+                              QLineEdit::TrailingPosition);
+    m_clearAction->setObjectName(QStringLiteral("clearShortcut"));
+    m_clearAction->setToolTip(QStringLiteral("Remove the shortcut"));
+    connect(m_clearAction, &QAction::triggered, this, &ShortcutRecorder::clearShortcut);
+    connect(GlobalShortcuts::notifier(), &GlobalShortcuts::Notifier::shortcutByNameDidChange, this,
+            [this](const GlobalShortcuts::Name &changed) {
+                if (changed == m_name) {
+                    refresh();
+                }
+            });
+    refresh();
+}
+
+ShortcutRecorder::~ShortcutRecorder()
+{
+    if (m_recording) {
+        // The shortcuts must not stay paused after the field is gone.
+        GlobalShortcuts::setPaused(false);
+        qApp->removeEventFilter(this);
+    }
+}
+
+QSize ShortcutRecorder::sizeHint() const
+{
+    QSize size = QLineEdit::sizeHint();
+    const QString shown = text().isEmpty() ? placeholderText() : text();
+    // Room for the clear button on both sides, so the text stays centred.
+    const int wanted = fontMetrics().horizontalAdvance(shown) + 2 * size.height() + 8;
+    size.setWidth(std::max({minimumWidth(), wanted, 130}));
+    return size;
+}
+
+void ShortcutRecorder::refresh()
+{
+    const std::optional<Shortcut> shortcut = GlobalShortcuts::getShortcut(m_name);
+    setText(shortcut ? GlobalShortcuts::shortcutDescription(*shortcut) : QString());
+    m_clearAction->setVisible(!text().isEmpty());
+    updateGeometry();
+}
+
+void ShortcutRecorder::startRecording()
+{
+    if (m_recording || m_alert) {
+        return;
+    }
+    m_recording = true;
+    setPlaceholderText(RecorderText::get("press_shortcut"));
+    // Read-only hides the text cursor.
+    setReadOnly(true);
+    setProperty("recording", true);
+    style()->unpolish(this);
+    style()->polish(this);
+    GlobalShortcuts::setPaused(true);
+    // Every combination comes here, also one another client (or the window
+    // manager) takes from the whole desktop: X gives a grabbed keyboard no
+    // other client's hot keys.
+    grabKeyboard();
+    qApp->installEventFilter(this);
+    Q_EMIT recordingChanged(true);
+}
+
+void ShortcutRecorder::endRecording(bool moveFocus)
+{
+    if (!m_recording) {
+        return;
+    }
+    m_recording = false;
+    qApp->removeEventFilter(this);
+    releaseKeyboard();
+    setPlaceholderText(RecorderText::get("record_shortcut"));
+    setReadOnly(false);
+    setProperty("recording", false);
+    style()->unpolish(this);
+    style()->polish(this);
+    GlobalShortcuts::setPaused(false);
+    if (moveFocus) {
+        focusNextChild();
+    } else if (hasFocus()) {
+        clearFocus();
+    }
+    Q_EMIT recordingChanged(false);
+}
+
+void ShortcutRecorder::clearShortcut()
+{
+    GlobalShortcuts::setShortcut(std::nullopt, m_name);
+    refresh();
+    Q_EMIT changed(std::nullopt);
+}
+
+void ShortcutRecorder::save(const Shortcut &shortcut)
+{
+    setText(GlobalShortcuts::shortcutDescription(shortcut));
+    m_clearAction->setVisible(true);
+    GlobalShortcuts::setShortcut(shortcut, m_name);
+    Q_EMIT changed(shortcut);
+    endRecording();
+}
+
+bool ShortcutRecorder::event(QEvent *event)
+{
+    if (m_recording) {
+        if (event->type() == QEvent::ShortcutOverride) {
+            // Every key is the recorder's while it records, none a shortcut
+            // of the window.
+            event->accept();
+            return true;
+        }
+        if (event->type() == QEvent::KeyPress) {
+            // Before QWidget::event turns Tab into a focus move.
+            keyPressEvent(static_cast<QKeyEvent *>(event));
+            return true;
+        }
+    }
+    return QLineEdit::event(event);
+}
+
+void ShortcutRecorder::keyPressEvent(QKeyEvent *event)
+{
+    if (!m_recording) {
+        // The text is the shortcut's; it is never edited.
+        event->ignore();
+        return;
+    }
+    event->accept();
+    const int key = event->key();
+    if (isModifierKey(key)) {
+        return;
+    }
+    const Qt::KeyboardModifiers modifiers =
+        event->modifiers() &
+        (Qt::ControlModifier | Qt::AltModifier | Qt::ShiftModifier | Qt::MetaModifier);
+    if (modifiers == Qt::NoModifier) {
+        switch (key) {
+        case Qt::Key_Tab:
+            endRecording(true);
+            return;
+        case Qt::Key_Escape:
+            endRecording();
+            return;
+        case Qt::Key_Delete:
+        case Qt::Key_Backspace:
+            clearShortcut();
+            return;
+        default:
+            break;
+        }
+    }
+    if (const std::optional<Shortcut> shortcut = recordable(event)) {
+        record(*shortcut);
+    }
+}
+
+std::optional<Shortcut> ShortcutRecorder::recordable(const QKeyEvent *event)
+{
+    const Qt::KeyboardModifiers modifiers =
+        event->modifiers() &
+        (Qt::ControlModifier | Qt::AltModifier | Qt::ShiftModifier | Qt::MetaModifier);
+    const int key = event->key();
+    // A key alone, or with Shift, would take a letter or a digit from every
+    // application; the function keys type nothing.
+    const bool functionKey = key >= Qt::Key_F1 && key <= Qt::Key_F35;
+    if ((modifiers & ~Qt::ShiftModifier) == Qt::NoModifier && !functionKey) {
+        beep();
+        return std::nullopt;
+    }
+    // Keys without a stored form (F21 and up among them) cannot be kept.
+    // X11 has no Function modifier, so no recorded combination needs one.
+    const std::optional<int> keyCode = macKeyCodeOf(event);
+    if (!keyCode) {
+        beep();
+        return std::nullopt;
+    }
+    return Shortcut(GlobalShortcuts::Key{*keyCode}, modifiers);
+}
+
+void ShortcutRecorder::beep()
+{
+    QApplication::beep();
+    Q_EMIT beeped();
+}
+
+void ShortcutRecorder::record(const Shortcut &shortcut)
+{
+    const QString description = GlobalShortcuts::shortcutDescription(shortcut);
+    if (const std::optional<GlobalShortcuts::MenuItem> item =
+            GlobalShortcuts::menuItemUsing(shortcut)) {
+        showAlert(RecorderText::get("keyboard_shortcut_used_by_menu_item").arg(item->title), {},
+                  shortcut, false);
+        return;
+    }
+    const QString status = GlobalShortcuts::HotKeyLayer::shared().availability(shortcut);
+    if (status == platform::hotKeyTakenStatus) {
+        showAlert(RecorderText::get("keyboard_shortcut_used_by_system").arg(description),
+                  RecorderText::get("keyboard_shortcuts_can_be_changed"), shortcut, true);
+        return;
+    }
+    if (!status.isEmpty()) {
+        // A key this keyboard lacks, say: the desktop's own reason.
+        showAlert(RecorderText::get("keyboard_shortcut_disallowed").arg(description), status,
+                  shortcut, false);
+        return;
+    }
+    save(shortcut);
+}
+
+void ShortcutRecorder::showAlert(const QString &text, const QString &informative,
+                                 const Shortcut &shortcut, bool offerForce)
+{
+    endRecording();
+    QWidget *host = window() != this ? window() : nullptr;
+    auto *box = new QMessageBox(host);
+    box->setObjectName(QStringLiteral("shortcutAlert"));
+    box->setAttribute(Qt::WA_DeleteOnClose);
+    box->setIcon(QMessageBox::NoIcon);
+    box->setWindowTitle(QApplication::applicationDisplayName());
+    box->setText(text);
+    box->setInformativeText(informative);
+    box->setWindowModality(host ? Qt::WindowModal : Qt::ApplicationModal);
+    QPushButton *ok = box->addButton(RecorderText::get("ok"), QMessageBox::AcceptRole);
+    ok->setObjectName(QStringLiteral("ok"));
+    box->setDefaultButton(ok);
+    box->setEscapeButton(ok);
+    QPushButton *force = nullptr;
+    if (offerForce) {
+        // The mnemonic (Alt+U) reaches it from the keyboard.
+        force = box->addButton(u'&' + RecorderText::get("force_use_shortcut"),
+                               QMessageBox::DestructiveRole);
+        force->setObjectName(QStringLiteral("forceUseShortcut"));
+    }
+    m_alert = box;
+    connect(box, &QMessageBox::finished, this, [this, box, force, shortcut] {
+        m_alert = nullptr;
+        if (force && box->clickedButton() == force) {
+            save(shortcut);
+            return;
+        }
+        // Recording resumes once the field has the focus again: at once if
+        // the window is active, else when the window manager gives the
+        // window back its focus (a deactivation on the way would end it).
+        setFocus(Qt::OtherFocusReason);
+        if (isActiveWindow()) {
+            startRecording();
+        }
+    });
+    box->open();
+}
+
+void ShortcutRecorder::mousePressEvent(QMouseEvent *event)
+{
+    event->accept();
+    if (!m_recording) {
+        setFocus(Qt::MouseFocusReason);
+        startRecording();
+    }
+}
+
+void ShortcutRecorder::focusInEvent(QFocusEvent *event)
+{
+    QLineEdit::focusInEvent(event);
+    // Also through the keyboard (Tab); the window getting its focus back
+    // after an alert does the same.
+    startRecording();
+}
+
+void ShortcutRecorder::focusOutEvent(QFocusEvent *event)
+{
+    QLineEdit::focusOutEvent(event);
+    endRecording();
+}
+
+void ShortcutRecorder::changeEvent(QEvent *event)
+{
+    QLineEdit::changeEvent(event);
+    if (event->type() == QEvent::ActivationChange && !isActiveWindow()) {
+        endRecording();
+    }
+}
+
+bool ShortcutRecorder::eventFilter(QObject *watched, QEvent *event)
+{
+    if (m_recording && event->type() == QEvent::MouseButtonPress && watched->isWidgetType()) {
+        const auto *press = static_cast<QMouseEvent *>(event);
+        const QRect area = QRect(mapToGlobal(QPoint(0, 0)), size())
+                               .adjusted(-clickSlop, -clickSlop, clickSlop, clickSlop);
+        if (!area.contains(press->globalPosition().toPoint())) {
+            endRecording();
+        }
+    }
+    return QLineEdit::eventFilter(watched, event);
+}

@@ -1,0 +1,80 @@
+#pragma once
+
+#include "GlobalShortcuts.h"
+
+#include <QLineEdit>
+#include <QMessageBox>
+#include <QPointer>
+#include <optional>
+
+class QAction;
+
+// The recorder's texts, by name, in English.
+namespace RecorderText {
+// The text of a name such as "press_shortcut"; the name itself when unknown.
+QString get(const char *name);
+} // namespace RecorderText
+
+// A small field that shows a named shortcut and records a new one: a click
+// (or the keyboard focus) starts recording, the next allowed combination is
+// stored through GlobalShortcuts::setShortcut. While it records, the global
+// shortcuts are paused, so pressing the current one does not open the popup.
+//
+// Recording ends on a stored combination, Escape, Tab, a click outside the
+// field, a lost focus or a deactivated window. Delete and Backspace remove
+// the shortcut and keep recording. Without Control, Alt or Super only the
+// function keys can be recorded; other keys beep. Combinations of Vellumo's
+// own menu are refused with an alert, and so are the ones another client
+// holds, unless the user chooses to use one anyway.
+class ShortcutRecorder : public QLineEdit {
+    Q_OBJECT
+
+public:
+    explicit ShortcutRecorder(GlobalShortcuts::Name name, QWidget *parent = nullptr);
+    ~ShortcutRecorder() override;
+
+    bool isRecording() const { return m_recording; }
+    // The alert shown now, if any (the menu item's or the system's).
+    QMessageBox *alert() const { return m_alert; }
+
+    // At least 130 wide, wider for a long text.
+    QSize sizeHint() const override;
+
+Q_SIGNALS:
+    void recordingChanged(bool recording);
+    // A new combination was stored, or the shortcut removed (nothing).
+    void changed(const std::optional<GlobalShortcuts::Shortcut> &shortcut);
+    // A key that cannot be recorded was pressed; the field beeped.
+    void beeped();
+
+protected:
+    bool event(QEvent *event) override;
+    void keyPressEvent(QKeyEvent *event) override;
+    void mousePressEvent(QMouseEvent *event) override;
+    void focusInEvent(QFocusEvent *event) override;
+    void focusOutEvent(QFocusEvent *event) override;
+    void changeEvent(QEvent *event) override;
+    bool eventFilter(QObject *watched, QEvent *event) override;
+
+private:
+    void startRecording();
+    // Ends recording; with moveFocus the next field gets the focus, else the
+    // field gives it up.
+    void endRecording(bool moveFocus = false);
+    void refresh();
+    void clearShortcut();
+    void save(const GlobalShortcuts::Shortcut &shortcut);
+    // The combination as pressed, or nothing after a beep.
+    std::optional<GlobalShortcuts::Shortcut> recordable(const QKeyEvent *event);
+    void beep();
+    void record(const GlobalShortcuts::Shortcut &shortcut);
+    // Suspends recording for an alert, which resumes it when dismissed;
+    // with offerForce, "Use Anyway" stores the shortcut instead.
+    void showAlert(const QString &text, const QString &informative,
+                   const GlobalShortcuts::Shortcut &shortcut, bool offerForce);
+
+    GlobalShortcuts::Name m_name;
+    QAction *m_clearAction = nullptr;
+    QPointer<QMessageBox> m_alert;
+    bool m_recording = false;
+};

@@ -16,6 +16,7 @@
 #include <QPushButton>
 #include <QScrollArea>
 #include <QStackedWidget>
+#include <QTimer>
 #include <QVBoxLayout>
 
 namespace {
@@ -42,7 +43,7 @@ QWidget *statusRow(QLabel *icon, QLabel *text, QWidget *parent)
 GeneralTab::GeneralTab(const platform::LoginItem &loginItem, BaseInstructionsService &instructions,
                        TrustTest trustTest, QWidget *parent)
     : QWidget(parent), m_loginItem(loginItem), m_instructionsService(instructions),
-      m_trustTest(std::move(trustTest))
+      m_trustTest(std::move(trustTest)), m_accessibilityPoll(new QTimer(this))
 {
     setObjectName(QStringLiteral("generalTab"));
     auto *column = new GradientBackground;
@@ -68,8 +69,8 @@ GeneralTab::GeneralTab(const platform::LoginItem &loginItem, BaseInstructionsSer
     layout->setContentsMargins(0, 0, 0, 0);
     layout->addWidget(scroll);
 
-    m_accessibilityPoll.setInterval(accessibilityPollMs);
-    connect(&m_accessibilityPoll, &QTimer::timeout, this, &GeneralTab::pollAccessibility);
+    m_accessibilityPoll->setInterval(accessibilityPollMs);
+    connect(m_accessibilityPoll, &QTimer::timeout, this, &GeneralTab::pollAccessibility);
     applyColors();
 }
 
@@ -155,18 +156,18 @@ void GeneralTab::grantPermission()
     m_restartNote->show();
     showAccessibility(granted);
     if (granted) {
-        m_accessibilityPoll.stop();
+        m_accessibilityPoll->stop();
         return;
     }
     // start() restarts a running timer: one poll at a time, however often
     // the button is pressed.
-    m_accessibilityPoll.start();
+    m_accessibilityPoll->start();
 }
 
 void GeneralTab::pollAccessibility()
 {
     if (m_trustTest(false)) {
-        m_accessibilityPoll.stop();
+        m_accessibilityPoll->stop();
         showAccessibility(true);
     }
 }
@@ -242,6 +243,15 @@ void GeneralTab::applyColors()
                        "QPushButton:pressed { background: %4; }")
             .arg(accent.name(), pal.color(QPalette::Active, QPalette::HighlightedText).name(),
                  accent.lighter(110).name(), accent.darker(115).name()));
+    m_addDefaults->setStyleSheet(
+        QStringLiteral("QPushButton { background: %1; color: %2; border: 1px solid %3;"
+                       " border-radius: 6px; padding: 5px 14px; }"
+                       "QPushButton:hover { border-color: %4; }"
+                       "QPushButton:pressed { background: %5; }")
+            .arg(pal.color(QPalette::Active, QPalette::Button).name(),
+                 pal.color(QPalette::Active, QPalette::ButtonText).name(),
+                 SettingsStyle::borderColor(pal).name(), accent.name(),
+                 pal.color(QPalette::Active, QPalette::Button).darker(110).name()));
     m_instructions->setStyleSheet(
         QStringLiteral("QPlainTextEdit { background: %1; border: 1px solid %2; border-radius: 6px;"
                        " padding: 4px; }"
@@ -264,7 +274,7 @@ void GeneralTab::showEvent(QShowEvent *event)
     // Without prompting: looking must not change the session.
     showAccessibility(m_trustTest(false));
     if (m_granted) {
-        m_accessibilityPoll.stop();
+        m_accessibilityPoll->stop();
     }
     m_launchAtLogin->setChecked(m_loginItem.isEnabled());
 }

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <QTimer>
 #include <QWidget>
 #include <functional>
 
@@ -10,6 +9,7 @@ class QLabel;
 class QPlainTextEdit;
 class QPushButton;
 class QStackedWidget;
+class QTimer;
 class ShortcutRecorder;
 class ToggleSwitch;
 
@@ -70,7 +70,7 @@ private:
     QLabel *m_accessStatus = nullptr;
     QPushButton *m_grant = nullptr;
     QLabel *m_restartNote = nullptr;
-    QTimer m_accessibilityPoll;
+    QTimer *m_accessibilityPoll;
     bool m_granted = false;
     QPlainTextEdit *m_instructions = nullptr;
     QPushButton *m_addDefaults = nullptr;

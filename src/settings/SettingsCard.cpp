@@ -65,7 +65,7 @@ void SettingsCard::paintEvent(QPaintEvent *)
     // lower than the card.
     const bool dark = PopupStyle::isDark(palette());
     for (int step = shadowMargin; step >= 1; --step) {
-        QColor shade(0, 0, 0, (dark ? 22 : 9) * (shadowMargin + 1 - step));
+        QColor shade(0, 0, 0, (dark ? 14 : 4) * (shadowMargin + 1 - step));
         painter.setPen(Qt::NoPen);
         painter.setBrush(shade);
         painter.drawRoundedRect(face.adjusted(-step, -step + 1, step, step + 1), radius + step,

@@ -10,6 +10,7 @@
 #include <QKeyEvent>
 #include <QMessageBox>
 #include <QMouseEvent>
+#include <QPainter>
 #include <QPushButton>
 #include <QStyle>
 #include <array>
@@ -236,8 +237,19 @@ QSize ShortcutRecorder::sizeHint() const
 void ShortcutRecorder::refresh()
 {
     const std::optional<Shortcut> shortcut = GlobalShortcuts::getShortcut(m_name);
-    setText(shortcut ? GlobalShortcuts::shortcutDescription(*shortcut) : QString());
-    m_clearAction->setVisible(!text().isEmpty());
+    // While recording the field is empty, so that it asks for a shortcut.
+    showText(shortcut && !m_recording ? GlobalShortcuts::shortcutDescription(*shortcut)
+                                      : QString());
+}
+
+void ShortcutRecorder::showText(const QString &shown)
+{
+    setText(shown);
+    const bool clearable = !shown.isEmpty();
+    m_clearAction->setVisible(clearable);
+    // As much room on the left as the clear button takes on the right, so
+    // the text stays in the middle.
+    setTextMargins(clearable ? height() - 4 : 0, 0, 0, 0);
     updateGeometry();
 }
 
@@ -254,6 +266,7 @@ void ShortcutRecorder::startRecording()
     style()->unpolish(this);
     style()->polish(this);
     GlobalShortcuts::setPaused(true);
+    refresh();
     // Every combination comes here, also one another client (or the window
     // manager) takes from the whole desktop: X gives a grabbed keyboard no
     // other client's hot keys.
@@ -276,6 +289,7 @@ void ShortcutRecorder::endRecording(bool moveFocus)
     style()->unpolish(this);
     style()->polish(this);
     GlobalShortcuts::setPaused(false);
+    refresh();
     if (moveFocus) {
         focusNextChild();
     } else if (hasFocus()) {
@@ -293,8 +307,7 @@ void ShortcutRecorder::clearShortcut()
 
 void ShortcutRecorder::save(const Shortcut &shortcut)
 {
-    setText(GlobalShortcuts::shortcutDescription(shortcut));
-    m_clearAction->setVisible(true);
+    showText(GlobalShortcuts::shortcutDescription(shortcut));
     GlobalShortcuts::setShortcut(shortcut, m_name);
     Q_EMIT changed(shortcut);
     endRecording();
@@ -447,6 +460,18 @@ void ShortcutRecorder::showAlert(const QString &text, const QString &informative
         }
     });
     box->open();
+}
+
+void ShortcutRecorder::paintEvent(QPaintEvent *event)
+{
+    QLineEdit::paintEvent(event);
+    // A centred line edit hides its placeholder while it has the focus,
+    // which is exactly when this one asks for a shortcut.
+    if (hasFocus() && text().isEmpty() && !placeholderText().isEmpty()) {
+        QPainter painter(this);
+        painter.setPen(palette().color(QPalette::PlaceholderText));
+        painter.drawText(rect(), Qt::AlignCenter, placeholderText());
+    }
 }
 
 void ShortcutRecorder::mousePressEvent(QMouseEvent *event)

@@ -50,6 +50,7 @@ Q_SIGNALS:
 protected:
     bool event(QEvent *event) override;
     void keyPressEvent(QKeyEvent *event) override;
+    void paintEvent(QPaintEvent *event) override;
     void mousePressEvent(QMouseEvent *event) override;
     void focusInEvent(QFocusEvent *event) override;
     void focusOutEvent(QFocusEvent *event) override;
@@ -62,6 +63,7 @@ private:
     // field gives it up.
     void endRecording(bool moveFocus = false);
     void refresh();
+    void showText(const QString &shown);
     void clearShortcut();
     void save(const GlobalShortcuts::Shortcut &shortcut);
     // The combination as pressed, or nothing after a beep.

@@ -135,6 +135,7 @@ private Q_SLOTS:
 
         QVERIFY(startRecording());
         QCOMPARE(recorder()->placeholderText(), QStringLiteral("Press Shortcut"));
+        QCOMPARE(recorder()->text(), QString());
         QVERIFY(isPaused());
         QVERIFY(fakeBackend().press(popupKey));
         QCOMPARE(m_popupPresses, 1);
@@ -142,6 +143,7 @@ private Q_SLOTS:
         QTest::keyClick(recorder(), Qt::Key_Escape);
         QVERIFY(!isPaused());
         QCOMPARE(recorder()->placeholderText(), QStringLiteral("Record Shortcut"));
+        QCOMPARE(recorder()->text(), QStringLiteral("Ctrl+Super+/"));
         QVERIFY(fakeBackend().press(popupKey));
         QCOMPARE(m_popupPresses, 2);
         QCOMPARE(recording, (QList<QList<QVariant>>{{true}, {false}}));

@@ -4,6 +4,7 @@
 #include "SettingsCard.h"
 #include "SettingsStyle.h"
 
+#include <QApplication>
 #include <QEvent>
 #include <QLabel>
 #include <QShowEvent>
@@ -31,6 +32,13 @@ SettingsWindow::SettingsWindow(const QList<Page> &pages, QWidget *parent)
     // shortcut recorder) must not start on its own when the window opens.
     m_tabs->tabBar()->setFocusPolicy(Qt::StrongFocus);
     setFocusProxy(m_tabs->tabBar());
+    // A field that gives its focus up (the recorder, when it is done) hands
+    // it back to the tabs, so Tab always starts from the same place.
+    connect(qApp, &QApplication::focusChanged, this, [this](QWidget *, QWidget *now) {
+        if (!now && isActiveWindow()) {
+            m_tabs->tabBar()->setFocus(Qt::OtherFocusReason);
+        }
+    });
 
     ScreenActivation::setSwitch([this](bool activate) {
         if (activate) {

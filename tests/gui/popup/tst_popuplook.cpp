@@ -14,6 +14,7 @@
 #include "SearchField.h"
 #include "TestSupport.h"
 #include "VendorManager.h"
+#include "WidgetTestSupport.h"
 
 #include <QApplication>
 #include <QDir>
@@ -26,28 +27,8 @@
 
 namespace {
 
-QPalette darkPalette()
-{
-    QPalette dark;
-    dark.setColor(QPalette::Window, QColor(40, 40, 43));
-    dark.setColor(QPalette::WindowText, QColor(236, 236, 238));
-    dark.setColor(QPalette::Base, QColor(28, 28, 30));
-    dark.setColor(QPalette::Text, QColor(236, 236, 238));
-    dark.setColor(QPalette::Button, QColor(52, 52, 56));
-    dark.setColor(QPalette::ButtonText, QColor(236, 236, 238));
-    dark.setColor(QPalette::Highlight, QColor(10, 100, 220));
-    dark.setColor(QPalette::HighlightedText, Qt::white);
-    return dark;
-}
-
-QPalette lightPalette()
-{
-    const std::unique_ptr<QStyle> fusion(QStyleFactory::create("Fusion"));
-    QPalette light = fusion->standardPalette();
-    light.setColor(QPalette::Highlight, QColor(0, 99, 225));
-    light.setColor(QPalette::HighlightedText, Qt::white);
-    return light;
-}
+using TestSupport::darkPalette;
+using TestSupport::lightPalette;
 
 bool near(QColor a, QColor b, int tolerance = 3)
 {

@@ -16,16 +16,6 @@ namespace {
 constexpr QSize dialogSize{400, 300};
 constexpr int promptHeight = 100;
 
-QLabel *fieldLabel(const QString &text, QWidget *field, QWidget *parent)
-{
-    auto *label = new QLabel(text, parent);
-    label->setFont(SettingsStyle::captionFont());
-    label->setForegroundRole(QPalette::PlaceholderText);
-    label->setBuddy(field);
-    field->setAccessibleName(text);
-    return label;
-}
-
 // The prompt editor's box: a one-pixel rounded border in a quiet tone of
 // the text colour (the highlight while the editor has focus) around the
 // editor, which draws no frame of its own.
@@ -96,10 +86,10 @@ PromptEditDialog::PromptEditDialog(Mode mode, QWidget *parent)
     layout->setSpacing(6);
     layout->addWidget(m_heading);
     layout->addSpacing(10);
-    layout->addWidget(fieldLabel(tr("Title"), m_title, this));
+    layout->addWidget(SettingsStyle::fieldCaption(tr("Title"), m_title, this));
     layout->addWidget(m_title);
     layout->addSpacing(8);
-    layout->addWidget(fieldLabel(tr("Prompt"), m_prompt, this));
+    layout->addWidget(SettingsStyle::fieldCaption(tr("Prompt"), m_prompt, this));
     layout->addWidget(promptBox);
     layout->addStretch(1);
     auto *buttons = new QHBoxLayout;
@@ -123,6 +113,7 @@ QString PromptEditDialog::heading() const
 void PromptEditDialog::setFields(const QString &title, const QString &prompt)
 {
     m_title->setText(title);
+    m_title->setCursorPosition(0); // a long title shows its start
     m_prompt->setPlainText(prompt);
 }
 

@@ -6,6 +6,7 @@
 #include <QKeyEvent>
 #include <QMimeData>
 #include <QPainter>
+#include <QProxyStyle>
 #include <QStyledItemDelegate>
 
 namespace {
@@ -59,6 +60,24 @@ public:
     }
 };
 
+// Starts a left-aligned header label where the titles under it start.
+class HeaderStyle : public QProxyStyle {
+public:
+    void drawControl(ControlElement element, const QStyleOption *option, QPainter *painter,
+                     const QWidget *widget) const override
+    {
+        const auto *header = qstyleoption_cast<const QStyleOptionHeader *>(option);
+        if (element == CE_HeaderLabel && header && (header->textAlignment & Qt::AlignLeft)) {
+            QStyleOptionHeader inset = *header;
+            const int margin = pixelMetric(PM_HeaderMargin, option, widget);
+            inset.rect.adjust(std::max(0, titleInset - margin), 0, 0, 0);
+            QProxyStyle::drawControl(element, &inset, painter, widget);
+            return;
+        }
+        QProxyStyle::drawControl(element, option, painter, widget);
+    }
+};
+
 } // namespace
 
 PromptsTable::PromptsTable(QWidget *parent) : QTableView(parent)
@@ -88,6 +107,9 @@ PromptsTable::PromptsTable(QWidget *parent) : QTableView(parent)
     verticalHeader()->hide();
     verticalHeader()->setSectionResizeMode(QHeaderView::Fixed);
     verticalHeader()->setDefaultSectionSize(rowHeightPx);
+    auto *headerStyle = new HeaderStyle;
+    headerStyle->setParent(horizontalHeader());
+    horizontalHeader()->setStyle(headerStyle);
     horizontalHeader()->setHighlightSections(false);
     horizontalHeader()->setSectionsClickable(false);
 }

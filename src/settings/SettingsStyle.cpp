@@ -4,6 +4,7 @@
 
 #include <QGuiApplication>
 #include <QIconEngine>
+#include <QLabel>
 #include <QPainter>
 #include <QSvgRenderer>
 #include <optional>
@@ -11,14 +12,6 @@
 namespace SettingsStyle {
 
 namespace {
-
-QFont sized(int pixelSize, QFont::Weight weight)
-{
-    QFont font;
-    font.setPixelSize(pixelSize);
-    font.setWeight(weight);
-    return font;
-}
 
 QString resource(Icon icon)
 {
@@ -124,17 +117,27 @@ QIcon themedOrBundled(Icon icon, QPalette::ColorRole role, std::optional<QColor>
 
 QFont headingFont()
 {
-    return sized(17, QFont::DemiBold);
+    return PopupStyle::sizedFont(17, QFont::DemiBold);
 }
 
 QFont captionFont()
 {
-    return sized(12, QFont::Normal);
+    return PopupStyle::sizedFont(12, QFont::Normal);
 }
 
-QFont smallFont()
+QLabel *fieldCaption(const QString &text, QWidget *field, QWidget *parent)
 {
-    return sized(12, QFont::Normal);
+    auto *label = new QLabel(text, parent);
+    label->setFont(captionFont());
+    label->setForegroundRole(QPalette::PlaceholderText);
+    label->setBuddy(field);
+    field->setAccessibleName(text);
+    return label;
+}
+
+bool isDark(const QPalette &palette)
+{
+    return PopupStyle::isDark(palette);
 }
 
 QColor errorColor(const QPalette &palette)
@@ -144,7 +147,7 @@ QColor errorColor(const QPalette &palette)
 
 QColor successColor(const QPalette &palette)
 {
-    return PopupStyle::isDark(palette) ? QColor(70, 200, 100) : QColor(26, 127, 55);
+    return isDark(palette) ? QColor(70, 200, 100) : QColor(26, 127, 55);
 }
 
 QIcon icon(Icon icon, QPalette::ColorRole role)

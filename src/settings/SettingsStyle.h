@@ -5,6 +5,9 @@
 #include <QIcon>
 #include <QPalette>
 
+class QLabel;
+class QWidget;
+
 // The settings tabs' measures, fonts, colours and icons. Colours come from
 // the palette (the few that carry a meaning, red and green, are tuned for a
 // light or a dark one), so the tabs follow the desktop's theme.
@@ -17,9 +20,13 @@ inline constexpr int noticeRadius = 6;
 inline constexpr int formPadding = 20;
 
 QFont headingFont(); // a provider's name over its form, a dialog's title
-QFont captionFont(); // the small label over a field
-QFont smallFont();   // small buttons
+QFont captionFont(); // the small label over a field, small buttons
 
+// The small label over a field, in the secondary text colour; it names the
+// field for assistive tools too.
+QLabel *fieldCaption(const QString &text, QWidget *field, QWidget *parent);
+
+bool isDark(const QPalette &palette);
 QColor errorColor(const QPalette &palette);
 QColor successColor(const QPalette &palette);
 

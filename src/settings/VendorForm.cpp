@@ -9,6 +9,7 @@
 #include "VendorManager.h"
 
 #include <QComboBox>
+#include <QEvent>
 #include <QFuture>
 #include <QLabel>
 #include <QLineEdit>
@@ -19,16 +20,6 @@
 #include <QVBoxLayout>
 
 namespace {
-
-QLabel *caption(const QString &text, QWidget *field, QWidget *parent)
-{
-    auto *label = new QLabel(text, parent);
-    label->setFont(SettingsStyle::captionFont());
-    label->setForegroundRole(QPalette::PlaceholderText);
-    label->setBuddy(field);
-    field->setAccessibleName(text);
-    return label;
-}
 
 // A caption over its field, close together; blocks stand apart by the
 // form's spacing.
@@ -64,7 +55,39 @@ VendorForm::VendorForm(AIVendor vendor, VendorManager &vendors, KeychainService 
     setForegroundRole(QPalette::Text);
     buildLayout();
     connectFields();
+    styleFields();
     setSaving(false);
+}
+
+void VendorForm::changeEvent(QEvent *event)
+{
+    QWidget::changeEvent(event);
+    if (event->type() == QEvent::PaletteChange) {
+        styleFields();
+    }
+}
+
+void VendorForm::styleFields()
+{
+    // The form is drawn in the text background, the fields' own colour. A
+    // style that outlines fields in a shade of the window colour (Fusion)
+    // leaves them invisible on a dark one; a fill a little towards the text
+    // colour sets them apart there, and is the plain text background in a
+    // light palette.
+    const QPalette own = palette();
+    const QColor base = own.color(QPalette::Base);
+    const QColor text = own.color(QPalette::Text);
+    const qreal towardsText = SettingsStyle::isDark(own) ? 0.07 : 0.0;
+    const QColor fill =
+        QColor::fromRgbF(float(base.redF() + (text.redF() - base.redF()) * towardsText),
+                         float(base.greenF() + (text.greenF() - base.greenF()) * towardsText),
+                         float(base.blueF() + (text.blueF() - base.blueF()) * towardsText));
+    for (QWidget *field : {static_cast<QWidget *>(m_key), static_cast<QWidget *>(m_host),
+                           static_cast<QWidget *>(m_subPath), static_cast<QWidget *>(m_model)}) {
+        QPalette fieldPalette = field->palette();
+        fieldPalette.setColor(QPalette::Base, fill);
+        field->setPalette(fieldPalette);
+    }
 }
 
 void VendorForm::buildLayout()
@@ -90,16 +113,18 @@ void VendorForm::buildLayout()
     keyRow->setSpacing(4);
     keyRow->addWidget(m_key);
     keyRow->addWidget(m_reveal);
-    QVBoxLayout *keyBlock = fieldBlock(caption(tr("API Key"), m_key, this), keyRow);
+    QVBoxLayout *keyBlock =
+        fieldBlock(SettingsStyle::fieldCaption(tr("API Key"), m_key, this), keyRow);
     m_keyProblem->setFramed(false);
     m_keyProblem->setFont(SettingsStyle::captionFont());
     keyBlock->addWidget(m_keyProblem);
     layout->addLayout(keyBlock);
 
     m_host->setPlaceholderText(tr("Host"));
-    layout->addLayout(fieldBlock(caption(tr("Host"), m_host, this), m_host));
+    layout->addLayout(fieldBlock(SettingsStyle::fieldCaption(tr("Host"), m_host, this), m_host));
     m_subPath->setPlaceholderText(tr("Sub Path"));
-    layout->addLayout(fieldBlock(caption(tr("Sub Path"), m_subPath, this), m_subPath));
+    layout->addLayout(
+        fieldBlock(SettingsStyle::fieldCaption(tr("Sub Path"), m_subPath, this), m_subPath));
 
     m_model->setEditable(true);
     m_model->setInsertPolicy(QComboBox::NoInsert);
@@ -108,7 +133,8 @@ void VendorForm::buildLayout()
     m_model->setCompleter(nullptr);
     m_model->setSizeAdjustPolicy(QComboBox::AdjustToMinimumContentsLengthWithIcon);
     m_model->setMinimumContentsLength(16);
-    layout->addLayout(fieldBlock(caption(tr("Default Model"), m_model, this), m_model));
+    layout->addLayout(
+        fieldBlock(SettingsStyle::fieldCaption(tr("Default Model"), m_model, this), m_model));
 
     layout->addWidget(m_default, 0, Qt::AlignLeft);
 

@@ -54,9 +54,11 @@ public:
 
 protected:
     void paintEvent(QPaintEvent *event) override;
+    void changeEvent(QEvent *event) override;
 
 private:
     void buildLayout();
+    void styleFields();
     void connectFields();
     void loadKey();
     void showKeyProblem();

@@ -52,7 +52,7 @@ VendorsTab::VendorsTab(VendorManager &vendors, KeychainService &keys, QWidget *p
     scroll->setWidget(m_forms);
     detail->addWidget(scroll, 1);
 
-    m_removeKey->setFont(SettingsStyle::smallFont());
+    m_removeKey->setFont(SettingsStyle::captionFont());
     m_removeKey->setMinimumWidth(100);
     m_removeKey->setIconSize(QSize(14, 14));
     m_removeKey->setToolTip(tr("Delete the stored API key of the selected provider"));

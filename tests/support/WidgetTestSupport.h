@@ -1,10 +1,13 @@
 #pragma once
 
 #include <QColor>
+#include <QDir>
+#include <QElapsedTimer>
 #include <QPalette>
 #include <QString>
 #include <QStyle>
 #include <QStyleFactory>
+#include <QTimer>
 #include <QtGlobal>
 #include <memory>
 
@@ -64,6 +67,44 @@ inline QPalette lightPalette()
     light.setColor(QPalette::Highlight, QColor(0, 99, 225));
     light.setColor(QPalette::HighlightedText, Qt::white);
     return light;
+}
+
+// Watches the event loop with a 5 ms timer from construction until stop():
+// the longest gap between two ticks is how long the UI thread was held up.
+class StallWatch {
+public:
+    StallWatch()
+    {
+        m_clock.start();
+        m_ticks.setInterval(5);
+        QObject::connect(&m_ticks, &QTimer::timeout, &m_ticks, [this] {
+            m_longest = std::max(m_longest, m_clock.elapsed() - m_last);
+            m_last = m_clock.elapsed();
+        });
+        m_ticks.start();
+    }
+
+    void stop() { m_ticks.stop(); }
+    qint64 longest() const { return m_longest; }
+    qint64 elapsed() const { return m_clock.elapsed(); }
+
+private:
+    QElapsedTimer m_clock;
+    QTimer m_ticks;
+    qint64 m_last = 0;
+    qint64 m_longest = 0;
+};
+
+// build/screenshots, where the look tests leave their pictures; made when
+// missing. An invalid (empty) path when the build folder is not known.
+inline QDir screenshotFolder()
+{
+    const QString build = qEnvironmentVariable("VELLUMO_BUILD_DIR");
+    QDir folder(build + QStringLiteral("/screenshots"));
+    if (build.isEmpty() || !folder.mkpath(QStringLiteral("."))) {
+        return QDir(QString());
+    }
+    return folder;
 }
 
 } // namespace TestSupport

@@ -123,10 +123,8 @@ private Q_SLOTS:
         QApplication::setPalette(lightPalette());
         QString error;
         QVERIFY2(m_setup.start(&error), qPrintable(error));
-        const QString build = qEnvironmentVariable("VELLUMO_BUILD_DIR");
-        QVERIFY(!build.isEmpty());
-        m_screenshots.setPath(build + "/screenshots");
-        QVERIFY(m_screenshots.mkpath("."));
+        m_screenshots = TestSupport::screenshotFolder();
+        QVERIFY(!m_screenshots.path().isEmpty());
     }
 
     void init()

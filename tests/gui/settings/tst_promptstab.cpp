@@ -170,17 +170,6 @@ private Q_SLOTS:
                  model.commands().first().id);
     }
 
-    // What the model hands out for a dragged row is what it takes back.
-    void aDraggedRowRoundTrips()
-    {
-        PromptListModel &model = *m_tab->model();
-        const std::unique_ptr<QMimeData> data(model.mimeData({model.index(2, 0)}));
-        QVERIFY(data);
-        QCOMPARE(data->data(PromptListModel::rowMimeType), QByteArray("2"));
-        QVERIFY(model.dropMimeData(data.get(), Qt::MoveAction, 0, 0, QModelIndex()));
-        QCOMPARE(titles(model.commands()), QStringLiteral("CABD"));
-    }
-
     void dropsFromElsewhereOrOntoARowAreRefused_data()
     {
         QTest::addColumn<QString>("type");

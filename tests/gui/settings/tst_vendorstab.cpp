@@ -157,16 +157,8 @@ private Q_SLOTS:
         QCOMPARE(form->hostField()->text(), standard.apiHost);
         QCOMPARE(form->subPathField()->text(), standard.subPath);
         QCOMPARE(form->modelBox()->currentText(), standard.selectedModel);
-        // The built-in models are offered, in their order.
-        QStringList offered;
-        for (int i = 0; i < form->modelBox()->count(); ++i) {
-            offered << form->modelBox()->itemText(i);
-        }
-        QCOMPARE(offered, AIVendors::availableModels(vendor));
-        // No key: nothing to save.
-        QVERIFY(form->keyField()->text().isEmpty());
-        QVERIFY(!form->saveButton()->isEnabled());
-        QVERIFY(!form->outcome()->isVisibleTo(m_tab.get()));
+        QCOMPARE(form->modelBox()->itemText(0), AIVendors::availableModels(vendor).first());
+        QVERIFY(!form->saveButton()->isEnabled()); // no key
     }
 
     void theDefaultVendorSwitch_data()

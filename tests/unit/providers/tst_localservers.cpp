@@ -141,19 +141,6 @@ private Q_SLOTS:
         QCOMPARE(*models.error, APIError::insecureHost(QStringLiteral("0.0.0.0")));
         QVERIFY(m_plain.requests().isEmpty());
     }
-
-    // A host without a scheme is still reached over https, even on this
-    // computer: the plain-http server cannot answer it.
-    void aHostWithoutSchemeStaysHttps()
-    {
-        const VendorConfig config =
-            configFor(AIVendor::openai, QStringLiteral("127.0.0.1:%1").arg(m_plain.port()));
-        QVERIFY(config.baseURL().startsWith(QLatin1String("https://127.0.0.1:")));
-        const auto answer =
-            await(AIVendorFactory::makeClient(config, testKey)->sendMessage(QStringLiteral("hi")));
-        QVERIFY2(answer.error, qPrintable(answer.said()));
-        QCOMPARE(answer.error->kind(), APIError::Kind::networkError);
-    }
 };
 
 QTEST_GUILESS_MAIN(TestLocalServers)

@@ -22,8 +22,8 @@
 #include <QLinearGradient>
 #include <QPainter>
 #include <QStyleFactory>
-#include <memory>
 #include <QtTest>
+#include <memory>
 
 namespace {
 

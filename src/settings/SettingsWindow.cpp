@@ -1,19 +1,16 @@
 #include "SettingsWindow.h"
 
 #include "ScreenActivation.h"
-#include "SettingsCard.h"
 #include "SettingsStyle.h"
 
 #include <QApplication>
-#include <QEvent>
-#include <QLabel>
 #include <QShowEvent>
 #include <QTabBar>
 #include <QTabWidget>
 #include <QVBoxLayout>
 
 SettingsWindow::SettingsWindow(const QList<Page> &pages, QWidget *parent)
-    : QWidget(parent, Qt::Window), m_tabs(new QTabWidget(this)), m_pages(pages)
+    : QWidget(parent, Qt::Window), m_tabs(new QTabWidget(this))
 {
     setObjectName(QStringLiteral("settingsWindow"));
     setWindowTitle(QStringLiteral("Vellumo Settings"));
@@ -22,9 +19,10 @@ SettingsWindow::SettingsWindow(const QList<Page> &pages, QWidget *parent)
     m_tabs->setDocumentMode(true);
     m_tabs->setIconSize(QSize(16, 16));
     for (const Page &page : pages) {
-        m_tabs->addTab(page.widget, page.title);
+        // A bundled icon follows the palette by itself.
+        m_tabs->addTab(page.widget, SettingsStyle::icon(page.icon, QPalette::WindowText),
+                       page.title);
     }
-    applyIcons();
     auto *layout = new QVBoxLayout(this);
     layout->setContentsMargins(0, 6, 0, 0);
     layout->addWidget(m_tabs);
@@ -50,14 +48,6 @@ SettingsWindow::SettingsWindow(const QList<Page> &pages, QWidget *parent)
 SettingsWindow::~SettingsWindow()
 {
     ScreenActivation::setSwitch({});
-}
-
-void SettingsWindow::applyIcons()
-{
-    for (int i = 0; i < m_pages.size(); ++i) {
-        m_tabs->setTabIcon(i, SettingsStyle::themedIcon(m_pages.at(i).themeIcon,
-                                                        m_pages.at(i).bundledIcon, palette()));
-    }
 }
 
 void SettingsWindow::open()
@@ -93,26 +83,4 @@ void SettingsWindow::hideEvent(QHideEvent *event)
     if (!event->spontaneous()) {
         ScreenActivation::deactivateScreen();
     }
-}
-
-void SettingsWindow::changeEvent(QEvent *event)
-{
-    if (event->type() == QEvent::PaletteChange) {
-        applyIcons();
-    }
-    QWidget::changeEvent(event);
-}
-
-QWidget *makePlaceholderPage(const QString &sentence)
-{
-    auto *page = new GradientBackground;
-    auto *layout = new QVBoxLayout(page);
-    auto *label = new QLabel(sentence, page);
-    label->setObjectName(QStringLiteral("placeholder"));
-    label->setFont(SettingsStyle::bodyFont());
-    label->setAlignment(Qt::AlignCenter);
-    label->setWordWrap(true);
-    applyDescriptionColor(label);
-    layout->addWidget(label);
-    return page;
 }

@@ -293,12 +293,12 @@ void ShortcutRecorder::endRecording(bool moveFocus)
     GlobalShortcuts::setPaused(false);
     refresh();
     qCInfo(lcSettings) << "Stopped recording the shortcut";
+    Q_EMIT recordingChanged(false);
     if (moveFocus) {
         focusNextChild();
     } else if (hasFocus()) {
         clearFocus();
     }
-    Q_EMIT recordingChanged(false);
 }
 
 void ShortcutRecorder::clearShortcut()

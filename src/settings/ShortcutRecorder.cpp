@@ -283,6 +283,7 @@ void ShortcutRecorder::endRecording(bool moveFocus)
         return;
     }
     m_recording = false;
+    m_resumeOnActivation = false;
     qApp->removeEventFilter(this);
     releaseKeyboard();
     setPlaceholderText(RecorderText::get("record_shortcut"));
@@ -438,7 +439,7 @@ void ShortcutRecorder::showAlert(const char *reason, const QString &text,
     box->setObjectName(QStringLiteral("shortcutAlert"));
     box->setAttribute(Qt::WA_DeleteOnClose);
     box->setIcon(QMessageBox::NoIcon);
-    box->setWindowTitle(QApplication::applicationDisplayName());
+    box->setWindowTitle(QStringLiteral("Vellumo"));
     box->setText(text);
     box->setInformativeText(informative);
     box->setWindowModality(host ? Qt::WindowModal : Qt::ApplicationModal);
@@ -463,6 +464,7 @@ void ShortcutRecorder::showAlert(const char *reason, const QString &text,
         // Recording resumes once the field has the focus again: at once if
         // the window is active, else when the window manager gives the
         // window back its focus (a deactivation on the way would end it).
+        m_resumeOnActivation = true;
         setFocus(Qt::OtherFocusReason);
         if (isActiveWindow()) {
             startRecording();
@@ -495,22 +497,30 @@ void ShortcutRecorder::mousePressEvent(QMouseEvent *event)
 void ShortcutRecorder::focusInEvent(QFocusEvent *event)
 {
     QLineEdit::focusInEvent(event);
-    // Also through the keyboard (Tab); the window getting its focus back
-    // after an alert does the same.
+    // A window that becomes active gives the focus back to the field that
+    // had it; that alone does not start recording, unless an alert had
+    // interrupted it. The keyboard (Tab) and a click do.
+    if (event->reason() == Qt::ActiveWindowFocusReason && !m_resumeOnActivation) {
+        return;
+    }
     startRecording();
 }
 
 void ShortcutRecorder::focusOutEvent(QFocusEvent *event)
 {
     QLineEdit::focusOutEvent(event);
-    endRecording();
-}
-
-void ShortcutRecorder::changeEvent(QEvent *event)
-{
-    QLineEdit::changeEvent(event);
-    if (event->type() == QEvent::ActivationChange && !isActiveWindow()) {
+    if (event->reason() != Qt::ActiveWindowFocusReason) {
         endRecording();
+        return;
+    }
+    // The window went inactive. Recording ends; unless an alert is being
+    // answered, the field also lets the focus go, so that the window, active
+    // again, does not put it back into recording.
+    const bool resume = m_resumeOnActivation;
+    endRecording();
+    m_resumeOnActivation = resume;
+    if (!resume) {
+        clearFocus();
     }
 }
 

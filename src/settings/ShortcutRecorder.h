@@ -54,7 +54,6 @@ protected:
     void mousePressEvent(QMouseEvent *event) override;
     void focusInEvent(QFocusEvent *event) override;
     void focusOutEvent(QFocusEvent *event) override;
-    void changeEvent(QEvent *event) override;
     bool eventFilter(QObject *watched, QEvent *event) override;
 
 private:
@@ -80,4 +79,7 @@ private:
     QAction *m_clearAction = nullptr;
     QPointer<QMessageBox> m_alert;
     bool m_recording = false;
+    // An alert interrupted recording: it goes on when the window is active
+    // again, also after the window manager let it go inactive meanwhile.
+    bool m_resumeOnActivation = false;
 };

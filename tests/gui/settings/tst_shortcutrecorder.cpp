@@ -412,6 +412,22 @@ private Q_SLOTS:
         QCOMPARE(recorder()->text(), QStringLiteral("Ctrl+Super+/"));
     }
 
+    // A window active again hands its focus back to the field it was in;
+    // that alone does not record (an alert closing does: the user was).
+    void aWindowActiveAgainDoesNotRecordByItself()
+    {
+        QVERIFY(startRecording());
+        QWidget other;
+        other.show();
+        other.activateWindow();
+        QVERIFY(QTest::qWaitForWindowActive(&other));
+        QTRY_VERIFY(!recorder()->isRecording());
+        reactivate();
+        QVERIFY(!recorder()->isRecording());
+        QVERIFY(!isPaused());
+        QVERIFY(!recorder()->hasFocus());
+    }
+
     // The keyboard's way in: Tab into the field starts recording too.
     void focusFromTheKeyboardStartsRecording()
     {

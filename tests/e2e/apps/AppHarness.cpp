@@ -41,8 +41,7 @@ QStringList documentLines()
     return {QStringLiteral("Hello world alpha beta gamma"),
             QStringLiteral("Second line of text here"),
             QStringLiteral("Emoji 😀 here and 👍🏽 there"),
-            QStringLiteral("Hebrew שלום עולם end"),
-            QStringLiteral("Last line")};
+            QStringLiteral("Hebrew שלום עולם end"), QStringLiteral("Last line")};
 }
 
 QByteArray run(const QString &program, const QStringList &arguments, int timeoutMs, int *exitCode)
@@ -307,8 +306,8 @@ QString primaryText()
 QStringList clipboardTargets()
 {
     int code = -1;
-    const QByteArray out = selectionData(QStringLiteral("clipboard"), QStringLiteral("TARGETS"),
-                                         &code);
+    const QByteArray out =
+        selectionData(QStringLiteral("clipboard"), QStringLiteral("TARGETS"), &code);
     return code == 0 ? QString::fromUtf8(out).split(u'\n', Qt::SkipEmptyParts) : QStringList();
 }
 
@@ -367,27 +366,31 @@ int noteError(Display *, XErrorEvent *event)
 
 } // namespace
 
-bool shortcutHeldByAnother()
+bool heldByAnother(quint32 keysym, unsigned modifiers)
 {
     Display *display = XOpenDisplay(nullptr);
     if (!display) {
         return false;
     }
     const Window root = DefaultRootWindow(display);
-    const KeyCode slash = XKeysymToKeycode(display, XK_slash);
-    const unsigned modifiers = ControlMask | Mod4Mask;
+    const KeyCode key = XKeysymToKeycode(display, keysym);
     XSync(display, False);
     grabFailed = 0;
     auto *previous = XSetErrorHandler(&noteError);
-    XGrabKey(display, slash, modifiers, root, False, GrabModeAsync, GrabModeAsync);
+    XGrabKey(display, key, modifiers, root, False, GrabModeAsync, GrabModeAsync);
     XSync(display, False);
     XSetErrorHandler(previous);
     const bool held = grabFailed == BadAccess;
     if (!held) {
-        XUngrabKey(display, slash, modifiers, root);
+        XUngrabKey(display, key, modifiers, root);
     }
     XCloseDisplay(display);
     return held;
+}
+
+bool shortcutHeldByAnother()
+{
+    return heldByAnother(XK_slash, ControlMask | Mod4Mask);
 }
 
 Vellumo::~Vellumo()

@@ -57,6 +57,9 @@ void offerSentinel();
 // Waits until the clipboard holds something other than the sentinel.
 std::optional<QString> waitForCopiedText(int timeoutMs = 3000);
 
+// Whether another client holds the key (an X keysym) with exactly these X
+// modifier bits (ControlMask, Mod1Mask...): a grab of it from here fails.
+bool heldByAnother(quint32 keysym, unsigned modifiers);
 // Whether another client holds the shortcut Ctrl+Super+/ (Vellumo, once it
 // has hooked it).
 bool shortcutHeldByAnother();

@@ -4,6 +4,7 @@
 #include "KeyTable.h"
 #include "MenuShortcuts.h"
 #include "SettingsLog.h"
+#include "SettingsStyle.h"
 
 #include <QAction>
 #include <QApplication>
@@ -14,6 +15,7 @@
 #include <QPainter>
 #include <QPushButton>
 #include <QStyle>
+#include <QToolButton>
 #include <array>
 #include <cstring>
 
@@ -195,16 +197,15 @@ ShortcutRecorder::ShortcutRecorder(GlobalShortcuts::Name name, QWidget *parent)
     setPlaceholderText(RecorderText::get("record_shortcut"));
     setContextMenuPolicy(Qt::NoContextMenu);
     setAccessibleName(QStringLiteral("Shortcut"));
-    // Palette roles, so a theme change needs nothing here; the accent frame
-    // tells that the field is listening.
-    setStyleSheet(QStringLiteral(
-        "ShortcutRecorder { border: 1px solid palette(mid); border-radius: 6px;"
-        " padding: 3px 4px; background: palette(base); }"
-        "ShortcutRecorder[recording=\"true\"] { border: 2px solid palette(highlight);"
-        " padding: 2px 3px; }"));
+    applyStyle();
     m_clearAction = addAction(style()->standardIcon(QStyle::SP_LineEditClearButton),
                               QLineEdit::TrailingPosition);
     m_clearAction->setObjectName(QStringLiteral("clearShortcut"));
+    // The button the line edit made for the action, which it places itself.
+    m_clearButton = findChild<QToolButton *>(QString(), Qt::FindDirectChildrenOnly);
+    if (m_clearButton) {
+        m_clearButton->setObjectName(QStringLiteral("clearShortcutButton"));
+    }
     m_clearAction->setToolTip(QStringLiteral("Remove the shortcut"));
     connect(m_clearAction, &QAction::triggered, this, &ShortcutRecorder::clearShortcut);
     connect(GlobalShortcuts::notifier(), &GlobalShortcuts::Notifier::shortcutByNameDidChange, this,
@@ -228,11 +229,68 @@ ShortcutRecorder::~ShortcutRecorder()
 QSize ShortcutRecorder::sizeHint() const
 {
     QSize size = QLineEdit::sizeHint();
-    const QString shown = text().isEmpty() ? placeholderText() : text();
-    // Room for the clear button on both sides, so the text stays centred.
-    const int wanted = fontMetrics().horizontalAdvance(shown) + 2 * size.height() + 8;
-    size.setWidth(std::max({minimumWidth(), wanted, 130}));
+    // QLineEdit asks for the width of 17 "x" besides its frame, padding and
+    // text margins (with the clear button shown, its room on both sides).
+    // This field asks for the widest of its texts instead, and for the
+    // button's room also while it is hidden: it keeps its width when
+    // recording starts.
+    const QFontMetrics metrics = fontMetrics();
+    int chrome = size.width() - 17 * metrics.horizontalAdvance(QLatin1Char('x'));
+    if (!m_clearAction->isVisible()) {
+        chrome += 2 * m_buttonRoom;
+    }
+    const int widest = std::max({metrics.horizontalAdvance(text()),
+                                 metrics.horizontalAdvance(RecorderText::get("record_shortcut")),
+                                 metrics.horizontalAdvance(RecorderText::get("press_shortcut"))});
+    size.setWidth(std::max({minimumWidth(), chrome + widest + 4, 130}));
     return size;
+}
+
+void ShortcutRecorder::resizeEvent(QResizeEvent *event)
+{
+    QLineEdit::resizeEvent(event);
+    balanceTextMargins();
+}
+
+void ShortcutRecorder::balanceTextMargins()
+{
+    // As much room on the left as the clear button takes on the right (its
+    // place is the line edit's to choose), so the text stays in the middle.
+    const bool shown = m_clearAction->isVisible() && m_clearButton;
+    const int room = shown ? width() - m_clearButton->geometry().left() : 0;
+    if (shown) {
+        m_buttonRoom = room;
+    }
+    if (textMargins().left() != room) {
+        setTextMargins(room, 0, 0, 0);
+        updateGeometry();
+    }
+}
+
+void ShortcutRecorder::applyStyle()
+{
+    // The accent frame tells that the field is listening. The colours come
+    // from the surroundings: the sheet itself changes the field's palette.
+    const QPalette pal = parentWidget() ? parentWidget()->palette() : QApplication::palette();
+    const QString sheet =
+        QStringLiteral("ShortcutRecorder { border: 1px solid %1; border-radius: 6px;"
+                       " padding: 3px 4px; background: %2; }"
+                       "ShortcutRecorder[recording=\"true\"] { border: 2px solid %3;"
+                       " padding: 2px 3px; }")
+            .arg(SettingsStyle::borderColor(pal).name(),
+                 pal.color(QPalette::Active, QPalette::Base).name(),
+                 SettingsStyle::accentColor(pal).name());
+    if (sheet != styleSheet()) {
+        setStyleSheet(sheet);
+    }
+}
+
+void ShortcutRecorder::changeEvent(QEvent *event)
+{
+    QLineEdit::changeEvent(event);
+    if (event->type() == QEvent::PaletteChange) {
+        applyStyle();
+    }
 }
 
 void ShortcutRecorder::refresh()
@@ -248,9 +306,7 @@ void ShortcutRecorder::showText(const QString &shown)
     setText(shown);
     const bool clearable = !shown.isEmpty();
     m_clearAction->setVisible(clearable);
-    // As much room on the left as the clear button takes on the right, so
-    // the text stays in the middle.
-    setTextMargins(clearable ? height() - 4 : 0, 0, 0, 0);
+    balanceTextMargins();
     updateGeometry();
 }
 

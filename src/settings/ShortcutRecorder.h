@@ -8,6 +8,7 @@
 #include <optional>
 
 class QAction;
+class QToolButton;
 
 // The recorder's texts, by name, in English.
 namespace RecorderText {
@@ -52,6 +53,8 @@ protected:
     void keyPressEvent(QKeyEvent *event) override;
     void paintEvent(QPaintEvent *event) override;
     void mousePressEvent(QMouseEvent *event) override;
+    void changeEvent(QEvent *event) override;
+    void resizeEvent(QResizeEvent *event) override;
     void focusInEvent(QFocusEvent *event) override;
     void focusOutEvent(QFocusEvent *event) override;
     bool eventFilter(QObject *watched, QEvent *event) override;
@@ -62,7 +65,9 @@ private:
     // field gives it up.
     void endRecording(bool moveFocus = false);
     void refresh();
+    void applyStyle();
     void showText(const QString &shown);
+    void balanceTextMargins();
     void clearShortcut();
     void save(const GlobalShortcuts::Shortcut &shortcut);
     // The combination as pressed, or nothing after a beep.
@@ -77,6 +82,9 @@ private:
 
     GlobalShortcuts::Name m_name;
     QAction *m_clearAction = nullptr;
+    QToolButton *m_clearButton = nullptr;
+    // The clear button's room at the right, as last seen while shown.
+    int m_buttonRoom = 0;
     QPointer<QMessageBox> m_alert;
     bool m_recording = false;
     // An alert interrupted recording: it goes on when the window is active

@@ -237,22 +237,9 @@ void GeneralTab::applyColors()
                                                        statusIconSize, devicePixelRatioF()));
     showAccessibility(m_granted);
     const QColor accent = SettingsStyle::accentColor(pal);
-    m_grant->setStyleSheet(
-        QStringLiteral("QPushButton { background: %1; color: %2; border: none; border-radius: 6px;"
-                       " padding: 6px 14px; }"
-                       "QPushButton:hover { background: %3; }"
-                       "QPushButton:pressed { background: %4; }")
-            .arg(accent.name(), pal.color(QPalette::Active, QPalette::HighlightedText).name(),
-                 accent.lighter(110).name(), accent.darker(115).name()));
-    m_addDefaults->setStyleSheet(
-        QStringLiteral("QPushButton { background: %1; color: %2; border: 1px solid %3;"
-                       " border-radius: 6px; padding: 5px 14px; }"
-                       "QPushButton:hover { border-color: %4; }"
-                       "QPushButton:pressed { background: %5; }")
-            .arg(pal.color(QPalette::Active, QPalette::Button).name(),
-                 pal.color(QPalette::Active, QPalette::ButtonText).name(),
-                 SettingsStyle::borderColor(pal).name(), accent.name(),
-                 pal.color(QPalette::Active, QPalette::Button).darker(110).name()));
+    const QString buttons = SettingsStyle::prominentButtonSheet(pal);
+    m_grant->setStyleSheet(buttons);
+    m_addDefaults->setStyleSheet(buttons);
     m_instructions->setStyleSheet(
         QStringLiteral("QPlainTextEdit { background: %1; border: 1px solid %2; border-radius: 6px;"
                        " padding: 4px; }"

@@ -80,6 +80,7 @@ PromptEditDialog::PromptEditDialog(Mode mode, QWidget *parent)
 
     m_cancel->setAutoDefault(false);
     m_save->setDefault(true);
+    m_save->setStyleSheet(SettingsStyle::prominentButtonSheet(palette()));
 
     auto *layout = new QVBoxLayout(this);
     layout->setContentsMargins(20, 18, 20, 16);
@@ -103,6 +104,14 @@ PromptEditDialog::PromptEditDialog(Mode mode, QWidget *parent)
     connect(m_cancel, &QPushButton::clicked, this, &QDialog::reject);
     connect(m_save, &QPushButton::clicked, this, &PromptEditDialog::trySave);
     updateSaveButton();
+}
+
+void PromptEditDialog::changeEvent(QEvent *event)
+{
+    QDialog::changeEvent(event);
+    if (event->type() == QEvent::PaletteChange) {
+        m_save->setStyleSheet(SettingsStyle::prominentButtonSheet(palette()));
+    }
 }
 
 QString PromptEditDialog::heading() const

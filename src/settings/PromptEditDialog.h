@@ -31,6 +31,9 @@ public:
     QPushButton *saveButton() const { return m_save; }
     QPushButton *cancelButton() const { return m_cancel; }
 
+protected:
+    void changeEvent(QEvent *event) override;
+
 private:
     void updateSaveButton();
     void trySave();

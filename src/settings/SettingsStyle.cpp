@@ -194,6 +194,24 @@ QColor errorColor(const QPalette &palette)
     return PopupStyle::errorColor(palette);
 }
 
+QString prominentButtonSheet(const QPalette &palette)
+{
+    const QColor accent = accentColor(palette);
+    const QColor text = palette.color(QPalette::Active, QPalette::HighlightedText);
+    const QColor button = palette.color(QPalette::Active, QPalette::Button);
+    const QColor greyed = mixed(button, palette.color(QPalette::Active, QPalette::ButtonText), 0.4);
+    return QStringLiteral("QPushButton { background: %1; color: %2; border: 1px solid %1;"
+                          " border-radius: 6px; padding: 4px 14px; }"
+                          "QPushButton:hover { background: %3; border-color: %3; }"
+                          "QPushButton:pressed { background: %4; border-color: %4; }"
+                          "QPushButton:focus { border-color: %5; }"
+                          "QPushButton:disabled { background: %6; color: %7;"
+                          " border-color: %8; }")
+        .arg(accent.name(), text.name(), accent.lighter(110).name(), accent.darker(115).name(),
+             mixed(accent, text, 0.6).name(), button.name(), greyed.name(),
+             mixed(button, palette.color(QPalette::Active, QPalette::ButtonText), 0.2).name());
+}
+
 QColor cardColor(const QPalette &palette)
 {
     const QColor window = palette.color(QPalette::Active, QPalette::Window);

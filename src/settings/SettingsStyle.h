@@ -45,6 +45,10 @@ QColor successColor(const QPalette &palette);
 QColor errorColor(const QPalette &palette);
 // a, moved towards b by amountOfB (0 to 1).
 QColor mixed(const QColor &a, const QColor &b, qreal amountOfB);
+// The style sheet of a window's main buttons (Save, Grant Permission): the
+// accent colour with the highlight's text, greyed out while disabled, a
+// ring while focused. Set again when the palette changes.
+QString prominentButtonSheet(const QPalette &palette);
 // A card's fill and its thin border.
 QColor cardColor(const QPalette &palette);
 QColor borderColor(const QPalette &palette);

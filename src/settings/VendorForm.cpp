@@ -77,6 +77,7 @@ void VendorForm::styleFields()
     const QPalette own = palette();
     const QColor fill = SettingsStyle::mixed(own.color(QPalette::Base), own.color(QPalette::Text),
                                              SettingsStyle::isDark(own) ? 0.07 : 0.0);
+    m_save->setStyleSheet(SettingsStyle::prominentButtonSheet(own));
     for (QWidget *field : {static_cast<QWidget *>(m_key), static_cast<QWidget *>(m_host),
                            static_cast<QWidget *>(m_subPath), static_cast<QWidget *>(m_model)}) {
         QPalette fieldPalette = field->palette();

@@ -1,17 +1,25 @@
-// How the settings tabs look in a 780 by 600 window, in a light and a dark
-// palette: nothing squeezed below its minimum size, the form without a
-// scroll bar, colours from the palette, and pictures of each tab and of the
-// prompt dialog under build/screenshots.
+// How the settings window looks at 780 by 600, in a light and a dark
+// palette: nothing squeezed below its minimum size or cut off, the vendor
+// form without a scroll bar, colours from the palette, and pictures of each
+// tab, the prompt dialog and the recorder while recording under
+// build/screenshots.
 #include "Await.h"
 #include "CommandStore.h"
 #include "DefaultsStore.h"
+#include "FakeHotKeys.h"
+#include "FakeLoginItem.h"
 #include "FakeProvider.h"
+#include "GeneralTab.h"
+#include "HotKeyLayer.h"
 #include "KeychainService.h"
 #include "NoticeLabel.h"
 #include "PromptEditDialog.h"
 #include "PromptListModel.h"
 #include "PromptsTab.h"
 #include "PromptsTable.h"
+#include "SettingsPages.h"
+#include "SettingsWindow.h"
+#include "ShortcutRecorder.h"
 #include "TestSupport.h"
 #include "VendorForm.h"
 #include "VendorManager.h"
@@ -20,14 +28,12 @@
 
 #include <QApplication>
 #include <QDir>
-#include <QLineEdit>
-#include <QPlainTextEdit>
+#include <QLabel>
 #include <QPushButton>
 #include <QScrollArea>
 #include <QScrollBar>
 #include <QStyleFactory>
 #include <QTabWidget>
-#include <QVBoxLayout>
 #include <QtTest>
 #include <memory>
 
@@ -37,38 +43,17 @@ namespace {
 
 const QString testKey = QStringLiteral("sk-look");
 
-// The settings window as its owner will build it, as far as these tabs go.
-class SettingsFrame : public QWidget {
-public:
-    SettingsFrame(VendorManager &vendors, int tab)
-    {
-        setWindowTitle(QStringLiteral("Vellumo Settings"));
-        auto *layout = new QVBoxLayout(this);
-        layout->setContentsMargins(8, 8, 8, 8);
-        tabs = new QTabWidget(this);
-        vendorsTab = new VendorsTab(vendors, KeychainService::shared());
-        promptsTab = new PromptsTab;
-        tabs->addTab(vendorsTab, QStringLiteral("Vendors"));
-        tabs->addTab(promptsTab, QStringLiteral("Prompts"));
-        tabs->setCurrentIndex(tab);
-        layout->addWidget(tabs);
-        setFixedSize(780, 600);
-    }
-
-    QTabWidget *tabs;
-    VendorsTab *vendorsTab;
-    PromptsTab *promptsTab;
-};
-
 // Visible widgets below root that are smaller than their own minimum: a
 // label cut off, a button squeezed. A size fixed on purpose counts as
-// meant; scroll bars and headers have minimums of no meaning here.
+// meant; scroll bars, headers and a line edit's own icon buttons (which it
+// sizes to its height) have minimums of no meaning here.
 QStringList squeezed(QWidget *root)
 {
     QStringList found;
     for (QWidget *widget : root->findChildren<QWidget *>()) {
         if (!widget->isVisibleTo(root) || widget->inherits("QScrollBar") ||
-            widget->inherits("QHeaderView") || widget->minimumSize() == widget->maximumSize()) {
+            widget->inherits("QHeaderView") || widget->inherits("QLineEditIconButton") ||
+            widget->minimumSize() == widget->maximumSize()) {
             continue;
         }
         const QSize minimum = widget->minimumSizeHint().expandedTo(widget->minimumSize());
@@ -86,6 +71,28 @@ QStringList squeezed(QWidget *root)
     return found;
 }
 
+// Labels whose text needs more room than the label got, at its width.
+QStringList cutLabels(QWidget *root)
+{
+    QStringList found;
+    for (const QLabel *label : root->findChildren<QLabel *>()) {
+        if (!label->isVisibleTo(root) || label->text().isEmpty()) {
+            continue;
+        }
+        const QSize needed =
+            label->wordWrap() ? QSize(0, label->heightForWidth(label->width())) : label->sizeHint();
+        if (needed.width() > label->width() || needed.height() > label->height()) {
+            found << QStringLiteral("%1: %2x%3 in %4x%5")
+                         .arg(label->text())
+                         .arg(needed.width())
+                         .arg(needed.height())
+                         .arg(label->width())
+                         .arg(label->height());
+        }
+    }
+    return found;
+}
+
 // The built-in commands and a few of the user's own, one with a title too
 // long for its row: more than the window shows at once.
 QList<AICommand> sampleCommands()
@@ -96,11 +103,14 @@ QList<AICommand> sampleCommands()
                                                 "what it changes and how to undo it"),
                                  QStringLiteral("Explain: {text}")));
     for (const char *title : {"Reply politely", "Make it a bullet list", "Translate to French",
-                              "Write a commit message", "Turn into a haiku"}) {
+                              "Write a commit message", "Turn into a haiku", "Make it friendlier",
+                              "Answer in one sentence"}) {
         commands.append(AICommand(QString::fromLatin1(title), QStringLiteral("{text}")));
     }
     return commands;
 }
+
+enum Tab { general, vendors, prompts };
 
 } // namespace
 
@@ -110,6 +120,9 @@ class SettingsLookTest : public QObject {
 private:
     FakeProvider m_fake;
     QDir m_screenshots;
+    platform::fake::LoginItem m_loginItem;
+    std::unique_ptr<VendorManager> m_vendors;
+    std::unique_ptr<SettingsWindow> m_window;
 
     void save(QWidget &widget, const QString &name)
     {
@@ -118,20 +131,41 @@ private:
         QVERIFY2(widget.grab().save(path), qPrintable(path));
     }
 
-    std::unique_ptr<VendorManager> vendorsWithKey(AIVendor vendor)
+    // The window as the application makes it, in the theme, on a tab,
+    // with a key stored for vendor and every provider at the stand-in.
+    void openWindow(const QString &theme, Tab tab, AIVendor vendor = AIVendor::openai)
     {
+        QApplication::setPalette(theme == u"dark"_qs ? TestSupport::darkPalette()
+                                                     : TestSupport::lightPalette());
         for (AIVendor each : AIVendors::allCases()) {
-            KeychainService::shared().deleteAPIKey(each);
+            QVERIFY(KeychainService::shared().deleteAPIKey(each));
         }
-        KeychainService::shared().storeAPIKey(testKey, vendor);
-        auto vendors = std::make_unique<VendorManager>();
+        QVERIFY(KeychainService::shared().storeAPIKey(testKey, vendor));
+        m_vendors = std::make_unique<VendorManager>();
         for (AIVendor each : AIVendors::allCases()) {
-            VendorConfig config = vendors->configuration(each);
+            VendorConfig config = m_vendors->configuration(each);
             config.apiHost = m_fake.host();
-            vendors->updateConfiguration(each, config);
+            m_vendors->updateConfiguration(each, config);
         }
-        vendors->setDefaultVendor(vendor);
-        return vendors;
+        m_vendors->setDefaultVendor(vendor);
+        m_window = makeSettingsWindow({
+            .loginItem = m_loginItem,
+            .trustTest = [](bool) { return false; },
+            .vendors = *m_vendors,
+            .keys = KeychainService::shared(),
+        });
+        m_window->open();
+        m_window->tabs()->setCurrentIndex(tab);
+        QVERIFY(QTest::qWaitForWindowExposed(m_window.get()));
+        QCOMPARE(m_window->size(), QSize(780, 600));
+    }
+
+    // Nothing on the shown tab squeezed or cut off.
+    void checkFits()
+    {
+        QWidget *page = m_window->tabs()->currentWidget();
+        const QStringList cut = squeezed(page) + cutLabels(page);
+        QVERIFY2(cut.isEmpty(), qPrintable(cut.join(u"; ")));
     }
 
 private Q_SLOTS:
@@ -139,6 +173,7 @@ private Q_SLOTS:
     {
         TestSupport::requireThrowawayEnvironment();
         TestSupport::quietOffscreenWarnings();
+        GlobalShortcuts::HotKeyLayer::shared().setBackend(platform::fake::HotKeys().makeBackend());
         QApplication::setStyle(QStyleFactory::create("Fusion"));
         QVERIFY2(m_fake.start(), qPrintable(m_fake.errorString()));
         m_screenshots = TestSupport::screenshotFolder();
@@ -148,14 +183,56 @@ private Q_SLOTS:
     void init()
     {
         DefaultsStore::standard().removeAll();
+        const GlobalShortcuts::Name popup = GlobalShortcuts::Name::showPopup();
+        GlobalShortcuts::setShortcut(popup.defaultShortcut(), popup);
         CommandStore::saveStoredCommands(sampleCommands());
         QVERIFY(m_fake.clear());
     }
 
     void cleanup()
     {
+        m_window.reset();
         // Key writes and model lists still under way finish before the next.
         QVERIFY(TestSupport::finishes(KeychainService::shared().keyForRequest(AIVendor::openai)));
+        m_vendors.reset();
+    }
+
+    void generalTab_data()
+    {
+        QTest::addColumn<QString>("theme");
+        QTest::newRow("light") << "light";
+        QTest::newRow("dark") << "dark";
+    }
+
+    // The five cards in a column that scrolls only up and down; the
+    // recorder's text fits beside its clear button.
+    void generalTab()
+    {
+        QFETCH(QString, theme);
+        openWindow(theme, general);
+        auto *scroll = m_window->findChild<QScrollArea *>(QStringLiteral("generalScroll"));
+        QVERIFY(scroll);
+        QVERIFY(scroll->widget()->minimumSizeHint().width() <= scroll->viewport()->width());
+        checkFits();
+        // The recorder's text whole between the left edge and the clear
+        // button: nothing scrolled out of sight on either side.
+        auto *recorder = m_window->findChild<ShortcutRecorder *>();
+        QCOMPARE(recorder->text(), QStringLiteral("Ctrl+Super+/"));
+        const auto *clear = recorder->findChild<QWidget *>(QStringLiteral("clearShortcutButton"));
+        QVERIFY(clear && clear->isVisibleTo(recorder));
+        const int middle = recorder->height() / 2;
+        QCOMPARE(recorder->cursorPositionAt(QPoint(1, middle)), 0);
+        QCOMPARE(recorder->cursorPositionAt(QPoint(clear->geometry().left() - 1, middle)),
+                 int(recorder->text().size()));
+        save(*m_window, "general-" + theme);
+        scroll->verticalScrollBar()->setValue(scroll->verticalScrollBar()->maximum());
+        save(*m_window, "general-end-" + theme);
+        scroll->verticalScrollBar()->setValue(0);
+
+        QTest::mouseClick(recorder, Qt::LeftButton);
+        QVERIFY(recorder->isRecording());
+        save(*m_window, "recorder-recording-" + theme);
+        QTest::keyClick(recorder, Qt::Key_Escape);
     }
 
     void vendorsTab_data()
@@ -174,35 +251,30 @@ private Q_SLOTS:
         QFETCH(QString, theme);
         QFETCH(AIVendor, vendor);
         QFETCH(QString, failure);
-        const QPalette palette =
-            theme == u"dark"_qs ? TestSupport::darkPalette() : TestSupport::lightPalette();
-        QApplication::setPalette(palette);
-        const auto vendors = vendorsWithKey(vendor);
-        SettingsFrame frame(*vendors, 0);
-        frame.show();
-        QVERIFY(QTest::qWaitForWindowExposed(&frame));
-        frame.vendorsTab->selectVendor(vendor);
-        VendorForm *form = frame.vendorsTab->currentForm();
+        openWindow(theme, vendors, vendor);
+        auto *tab = qobject_cast<VendorsTab *>(m_window->tabs()->currentWidget());
+        QVERIFY(tab);
+        tab->selectVendor(vendor);
+        VendorForm *form = tab->currentForm();
         QTRY_COMPARE(form->keyField()->text(), testKey);
         if (!failure.isEmpty()) {
             QVERIFY(m_fake.fail(failure, 10));
         }
         form->save();
         QCOMPARE(form->saveButton()->text(), QStringLiteral("Saving..."));
-        save(frame, "vendors-saving-" + theme);
+        save(*m_window, "vendors-saving-" + theme);
         QTRY_VERIFY_WITH_TIMEOUT(!form->isSaving(), 15000);
         QVERIFY(form->outcome()->isVisible());
-        save(frame, "vendors-" + theme);
+        save(*m_window, "vendors-" + theme);
 
-        const QStringList cut = squeezed(frame.vendorsTab);
-        QVERIFY2(cut.isEmpty(), qPrintable(cut.join(u"; ")));
-        const auto *scroll = frame.vendorsTab->findChild<QScrollArea *>();
+        checkFits();
+        const auto *scroll = tab->findChild<QScrollArea *>();
         QVERIFY(scroll);
         QVERIFY2(!scroll->verticalScrollBar()->isVisible(), "the form needs scrolling");
         // The form is drawn on the palette's text background.
         const QImage image = form->grab().toImage();
         QCOMPARE(image.pixelColor(form->width() - 12, form->height() / 2),
-                 palette.color(QPalette::Base));
+                 QApplication::palette().color(QPalette::Base));
     }
 
     void promptsTab_data()
@@ -215,20 +287,16 @@ private Q_SLOTS:
     void promptsTab()
     {
         QFETCH(QString, theme);
-        const QPalette palette =
-            theme == u"dark"_qs ? TestSupport::darkPalette() : TestSupport::lightPalette();
-        QApplication::setPalette(palette);
-        const auto vendors = vendorsWithKey(AIVendor::openai);
-        SettingsFrame frame(*vendors, 1);
-        frame.show();
-        QVERIFY(QTest::qWaitForWindowExposed(&frame));
-        PromptsTable *table = frame.promptsTab->table();
+        openWindow(theme, prompts);
+        auto *tab = qobject_cast<PromptsTab *>(m_window->tabs()->currentWidget());
+        QVERIFY(tab);
+        PromptsTable *table = tab->table();
+        QTRY_VERIFY(tab->model()->rowCount() > 0);
         table->setFocus();
-        table->setCurrentIndex(frame.promptsTab->model()->index(1, 0));
-        save(frame, "prompts-" + theme);
+        table->setCurrentIndex(tab->model()->index(1, 0));
+        save(*m_window, "prompts-" + theme);
 
-        const QStringList cut = squeezed(frame.promptsTab);
-        QVERIFY2(cut.isEmpty(), qPrintable(cut.join(u"; ")));
+        checkFits();
         QCOMPARE(table->columnWidth(PromptListModel::actionsColumn), 60);
         QCOMPARE(table->columnWidth(PromptListModel::titleColumn) +
                      table->columnWidth(PromptListModel::actionsColumn),
@@ -236,21 +304,21 @@ private Q_SLOTS:
         // More rows than the window shows: the list scrolls, the columns fit.
         QVERIFY(table->verticalScrollBar()->isVisible());
 
-        frame.promptsTab->editPrompt(frame.promptsTab->model()->commands().at(2).id);
-        QTRY_VERIFY(frame.promptsTab->dialog() && frame.promptsTab->dialog()->isVisible());
-        PromptEditDialog *dialog = frame.promptsTab->dialog();
+        tab->editPrompt(tab->model()->commands().at(2).id);
+        QTRY_VERIFY(tab->dialog() && tab->dialog()->isVisible());
+        PromptEditDialog *dialog = tab->dialog();
         QCOMPARE(dialog->size(), QSize(400, 300));
         save(*dialog, "dialog-edit-" + theme);
-        const QStringList dialogCut = squeezed(dialog);
+        const QStringList dialogCut = squeezed(dialog) + cutLabels(dialog);
         QVERIFY2(dialogCut.isEmpty(), qPrintable(dialogCut.join(u"; ")));
         dialog->reject();
-        QTRY_VERIFY(!frame.promptsTab->dialog());
+        QTRY_VERIFY(!tab->dialog());
 
-        frame.promptsTab->addPrompt();
-        QTRY_VERIFY(frame.promptsTab->dialog() && frame.promptsTab->dialog()->isVisible());
-        QVERIFY(!frame.promptsTab->dialog()->saveButton()->isEnabled());
-        save(*frame.promptsTab->dialog(), "dialog-add-" + theme);
-        frame.promptsTab->dialog()->reject();
+        tab->addPrompt();
+        QTRY_VERIFY(tab->dialog() && tab->dialog()->isVisible());
+        QVERIFY(!tab->dialog()->saveButton()->isEnabled());
+        save(*tab->dialog(), "dialog-add-" + theme);
+        tab->dialog()->reject();
     }
 };
 

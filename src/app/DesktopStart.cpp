@@ -5,6 +5,7 @@
 #include "GlobalShortcuts.h"
 #include "HotKeyLayer.h"
 #include "KeychainService.h"
+#include "Network.h"
 #include "PopupManager.h"
 #include "Settings.h"
 #include "SettingsPages.h"
@@ -101,6 +102,7 @@ QString startupLine()
 // Hooks the shortcut and runs the loop until the application quits.
 int runLoop(QApplication &app, const platform::Platform &desktop)
 {
+    Network::preloadInBackground();
     GlobalShortcuts::HotKeyLayer::shared().setBackend(desktop.hotKeys->makeBackend());
     PopupManager popups(*desktop.windows, *desktop.selections, *desktop.keys, *desktop.popups,
                         VendorManager::shared(), KeychainService::shared());

@@ -14,7 +14,8 @@ SettingsWindow::SettingsWindow(const QList<Page> &pages, QWidget *parent)
 {
     setObjectName(QStringLiteral("settingsWindow"));
     setWindowTitle(QStringLiteral("Vellumo Settings"));
-    resize(contentSize);
+    // Its content is laid out for this size, and only this.
+    setFixedSize(contentSize);
     m_tabs->setObjectName(QStringLiteral("settingsTabs"));
     m_tabs->setDocumentMode(true);
     m_tabs->setIconSize(QSize(16, 16));

@@ -115,6 +115,8 @@ private Q_SLOTS:
         QVERIFY(QTest::qWaitForWindowActive(m_window.get()));
         QCOMPARE(tabs->currentIndex(), 0);
         QCOMPARE(m_window->size(), SettingsWindow::contentSize);
+        m_window->resize(1000, 800);
+        QCOMPARE(m_window->size(), SettingsWindow::contentSize);
         // The recorder does not start on its own at opening.
         auto *recorder = m_window->findChild<ShortcutRecorder *>();
         QVERIFY(recorder && !recorder->isRecording());

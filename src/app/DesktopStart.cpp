@@ -6,8 +6,11 @@
 #include "GlobalShortcuts.h"
 #include "HotKeyLayer.h"
 #include "KeychainService.h"
+#include "Network.h"
 #include "PopupManager.h"
 #include "Settings.h"
+#include "SettingsPages.h"
+#include "SettingsWindow.h"
 #include "UIElement.h"
 #include "VendorManager.h"
 
@@ -23,6 +26,7 @@ namespace chosen = platform::fake;
 #include <QApplication>
 #include <QSocketNotifier>
 #include <csignal>
+#include <memory>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -99,9 +103,24 @@ QString startupLine()
 // Hooks the shortcut and runs the loop until the application quits.
 int runLoop(QApplication &app, const platform::Platform &desktop)
 {
+    Network::preloadInBackground();
     GlobalShortcuts::HotKeyLayer::shared().setBackend(desktop.hotKeys->makeBackend());
     PopupManager popups(*desktop.windows, *desktop.selections, *desktop.keys, *desktop.popups,
                         VendorManager::shared(), KeychainService::shared());
+    // Made at its first opening, kept (hidden) when closed.
+    std::unique_ptr<SettingsWindow> settings;
+    popups.setOpenSettings([&settings, &desktop] {
+        if (!settings) {
+            const platform::KeyInput &keys = *desktop.keys;
+            settings = makeSettingsWindow({
+                .loginItem = *desktop.loginItem,
+                .trustTest = [&keys](bool prompt) { return isProcessTrusted(prompt, keys); },
+                .vendors = VendorManager::shared(),
+                .keys = KeychainService::shared(),
+            });
+        }
+        settings->open();
+    });
     popups.setupGlobalShortcut();
     Console::printLine(startupLine());
     return app.exec();

@@ -21,7 +21,8 @@ Platform makePlatform()
     platform.keys = std::make_unique<KeyInput>();
     platform.hotKeys = std::make_unique<HotKeys>();
     platform.popups = std::make_unique<PopupSupport>();
-    platform.loginItem = std::make_unique<XdgAutostart>(QCoreApplication::applicationFilePath());
+    platform.loginItem = std::make_unique<XdgAutostart>(XdgAutostart::executableToStart(
+        QStringLiteral(VELLUMO_INSTALLED_EXECUTABLE), QCoreApplication::applicationFilePath()));
     platform.notifications = std::make_unique<FreedesktopNotifications>();
     return platform;
 }

@@ -368,6 +368,11 @@ ShortcutGrab::~ShortcutGrab()
 
 bool ShortcutGrab::take()
 {
+    return take(XK_slash, shortcutModifiers);
+}
+
+bool ShortcutGrab::take(quint32 keysym, unsigned modifiers)
+{
     Display *display = XOpenDisplay(nullptr);
     if (!display) {
         return false;
@@ -375,8 +380,8 @@ bool ShortcutGrab::take()
     XSync(display, False);
     grabError = 0;
     auto *previous = XSetErrorHandler(&noteError);
-    XGrabKey(display, XKeysymToKeycode(display, XK_slash), shortcutModifiers,
-             DefaultRootWindow(display), False, GrabModeAsync, GrabModeAsync);
+    XGrabKey(display, XKeysymToKeycode(display, keysym), modifiers, DefaultRootWindow(display),
+             False, GrabModeAsync, GrabModeAsync);
     XSync(display, False);
     XSetErrorHandler(previous);
     if (grabError != 0) {
@@ -390,6 +395,11 @@ bool ShortcutGrab::take()
 bool shortcutHeldByAnother()
 {
     return !ShortcutGrab().take();
+}
+
+bool heldByAnother(quint32 keysym, unsigned modifiers)
+{
+    return !ShortcutGrab().take(keysym, modifiers);
 }
 
 bool useFakeProvider(FakeProvider &fake, const QString &key)

@@ -25,6 +25,10 @@ private Q_SLOTS:
                                   << u"Invalid response from API server."_qs;
         QTest::newRow("content") << 4 << u"No content received from API"_qs
                                  << u"No content received from API."_qs;
+        const QString plainHttp =
+            u"Plain http:// is only used for a server on this computer (localhost, "
+            "127.x.x.x or ::1); gpu.example must be reached over https://."_qs;
+        QTest::newRow("plain http") << 5 << plainHttp << plainHttp;
     }
 
     void failuresOtherThanAStatus()
@@ -33,8 +37,11 @@ private Q_SLOTS:
         QFETCH(QString, description);
         QFETCH(QString, sentence);
         const APIError errors[] = {APIError::networkError(u"Connection refused"_qs),
-                                   APIError::invalidURL(), APIError::encodingError(),
-                                   APIError::invalidResponse(), APIError::noContent()};
+                                   APIError::invalidURL(),
+                                   APIError::encodingError(),
+                                   APIError::invalidResponse(),
+                                   APIError::noContent(),
+                                   APIError::insecureHost(u"gpu.example"_qs)};
         QCOMPARE(errors[index].description(), description);
         QCOMPARE(QString::fromUtf8(errors[index].what()), description);
         QCOMPARE(errorText(errors[index]), sentence);

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // The settings window on a real X server (a private test desktop), beside the
 // least a Qt program does for the same visible thing: a 780 by 600 window
 // with three tabs of one label each, and a plain line edit. The two are

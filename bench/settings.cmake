@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: GPL-3.0-or-later
 if(NOT VELLUMO_PLATFORM STREQUAL "x11")
   return()
 endif()

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // The settings window of the vellumo executable on the test desktop: opened
 // from the popup's "Open Settings", and the shortcut recorder fed by
 // xdotool: a recorded combination opens the popup from then on and the old

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // The General tab's cards against what they change: the autostart entry
 // on disk, the accessibility poll, the stored base instructions and the
 // stored command list.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // The Prompts tab through its model and its widgets: where a dragged row
 // lands and which drops are refused, adding, editing and deleting with the
 // dialog and the keyboard, and the stored list saved after every change and

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // How the settings window looks at 780 by 600, in a light and a dark
 // palette: nothing squeezed below its minimum size or cut off, the vendor
 // form without a scroll bar, colours from the palette, and pictures of each

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // The settings window: its pages and their order, opening and closing, and
 // the 150 ms guard around screen transitions. (tst_settingslook: its look.)
 #include "FakeHotKeys.h"

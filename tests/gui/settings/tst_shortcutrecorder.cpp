@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // The shortcut recorder driven with key and mouse events: what it records,
 // what it refuses (a beep, an alert), how recording ends, and that the
 // popup's shortcut stays silent while it records. The "system" check runs

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // The Vendors tab against a real keyring and the local stand-in provider:
 // the form's live bindings into the provider manager, Save's validation and
 // its outcome, the key stored and deleted as typed, Remove Key, and a window

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // A host written with its scheme: plain http reaches a model server on this
 // computer, and is refused, before anything is sent, for any other host.
 #include "AIVendorFactory.h"

@@ -4,6 +4,7 @@
 #include "AccessibilityThread.h"
 #include "CaptureLog.h"
 #include "CopyMenuItem.h"
+#include "KeyInput.h"
 #include "Pasteboard.h"
 #include "Selections.h"
 #include "Windows.h"
@@ -282,27 +283,37 @@ QFuture<std::optional<QString>> copyMenuStep(const Context &context)
         .run([context] {
             const UIElement item = CopyMenuItem::findEnabledCopyItem(context.windows, context.keys);
             const qint64 processId = item.isNull() ? 0 : item.processId().value.value_or(0);
-            return std::pair{item, processId};
-        })
-        .then(mainContext(), [promise, context](const std::pair<UIElement, qint64> &found) {
-            const auto &[item, processId] = found;
-            if (item.isNull()) {
-                promise->addResult(std::nullopt);
-                promise->finish();
-                return;
+            // What the press does to the keyboard, from before it.
+            std::shared_ptr<platform::KeyboardGrabWatch> grabs;
+            if (!item.isNull()) {
+                grabs = context.keys.watchKeyboardGrabs();
             }
-            getNextPasteboardContent(context.pasteboard, pressTrigger(item), processId)
-                .then(mainContext(), [promise, context](const std::optional<QString> &text) {
-                    AccessibilityThread::instance()
-                        .run([context] {
-                            return CopyMenuItem::leaveMenuMode(context.windows, context.keys);
-                        })
-                        .then(mainContext(), [promise, text](bool) {
-                            promise->addResult(text);
-                            promise->finish();
-                        });
-                });
-        });
+            return std::tuple{item, processId, grabs};
+        })
+        .then(mainContext(),
+              [promise, context](
+                  const std::tuple<UIElement, qint64, std::shared_ptr<platform::KeyboardGrabWatch>>
+                      &found) {
+                  const auto &[item, processId, grabs] = found;
+                  if (item.isNull()) {
+                      promise->addResult(std::nullopt);
+                      promise->finish();
+                      return;
+                  }
+                  getNextPasteboardContent(context.pasteboard, pressTrigger(item), processId)
+                      .then(mainContext(),
+                            [promise, context, grabs](const std::optional<QString> &text) {
+                                AccessibilityThread::instance()
+                                    .run([context, grabs] {
+                                        return CopyMenuItem::leaveMenuMode(
+                                            context.windows, context.keys, grabs.get());
+                                    })
+                                    .then(mainContext(), [promise, text](bool) {
+                                        promise->addResult(text);
+                                        promise->finish();
+                                    });
+                            });
+              });
     return promise->future();
 }
 

@@ -294,7 +294,9 @@ QFuture<std::optional<QString>> copyMenuStep(const Context &context)
               [promise, context](
                   const std::tuple<UIElement, qint64, std::shared_ptr<platform::KeyboardGrabWatch>>
                       &found) {
-                  const auto &[item, processId, grabs] = found;
+                  const auto &[item, processId, watch] = found;
+                  // A lambda captures a variable, not a structured binding.
+                  std::shared_ptr<platform::KeyboardGrabWatch> grabs = watch;
                   if (item.isNull()) {
                       promise->addResult(std::nullopt);
                       promise->finish();

@@ -124,7 +124,7 @@ int runLoop(QApplication &app, const platform::Platform &desktop)
 {
     GlobalShortcuts::HotKeyLayer::shared().setBackend(desktop.hotKeys->makeBackend());
     PopupManager popups(*desktop.windows, *desktop.selections, *desktop.keys, *desktop.popups,
-                        VendorManager::shared(), KeychainService::shared());
+                        *desktop.ownText, VendorManager::shared(), KeychainService::shared());
     // Made at its first opening, kept (hidden) when closed.
     std::unique_ptr<SettingsWindow> settings;
     popups.setOpenSettings([&settings, &desktop] {

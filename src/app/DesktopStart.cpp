@@ -1,14 +1,13 @@
 #include "DesktopStart.h"
 
 #include "AIVendor.h"
-#include "BaseInstructionsService.h"
 #include "Console.h"
-#include "GeneralTab.h"
 #include "GlobalShortcuts.h"
 #include "HotKeyLayer.h"
 #include "KeychainService.h"
 #include "PopupManager.h"
 #include "Settings.h"
+#include "SettingsPages.h"
 #include "SettingsWindow.h"
 #include "UIElement.h"
 #include "VendorManager.h"
@@ -99,26 +98,6 @@ QString startupLine()
            u'.';
 }
 
-// The settings window with its pages, in their order.
-std::unique_ptr<SettingsWindow> makeSettingsWindow(const platform::Platform &desktop)
-{
-    const platform::KeyInput &keys = *desktop.keys;
-    auto *general = new GeneralTab(*desktop.loginItem, BaseInstructionsService::shared(),
-                                   [&keys](bool prompt) { return isProcessTrusted(prompt, keys); });
-    const QString notYet = QStringLiteral("This part of the settings is not in this build yet.");
-    // Placeholders: the merge puts VendorsTab and PromptsTab here.
-    QWidget *vendors = makePlaceholderPage(notYet);
-    QWidget *prompts = makePlaceholderPage(notYet);
-    return std::make_unique<SettingsWindow>(QList<SettingsWindow::Page>{
-        {general, QStringLiteral("General"), QStringLiteral("preferences-system"),
-         QStringLiteral("general")},
-        {vendors, QStringLiteral("Vendors"), QStringLiteral("network-server"),
-         QStringLiteral("vendors")},
-        {prompts, QStringLiteral("Prompts"), QStringLiteral("accessories-text-editor"),
-         QStringLiteral("prompts")},
-    });
-}
-
 // Hooks the shortcut and runs the loop until the application quits.
 int runLoop(QApplication &app, const platform::Platform &desktop)
 {
@@ -129,7 +108,13 @@ int runLoop(QApplication &app, const platform::Platform &desktop)
     std::unique_ptr<SettingsWindow> settings;
     popups.setOpenSettings([&settings, &desktop] {
         if (!settings) {
-            settings = makeSettingsWindow(desktop);
+            const platform::KeyInput &keys = *desktop.keys;
+            settings = makeSettingsWindow({
+                .loginItem = *desktop.loginItem,
+                .trustTest = [&keys](bool prompt) { return isProcessTrusted(prompt, keys); },
+                .vendors = VendorManager::shared(),
+                .keys = KeychainService::shared(),
+            });
         }
         settings->open();
     });

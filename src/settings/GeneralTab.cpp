@@ -77,7 +77,7 @@ GeneralTab::GeneralTab(const platform::LoginItem &loginItem, BaseInstructionsSer
 QWidget *GeneralTab::shortcutCard()
 {
     auto *card = new SettingsCard(
-        QStringLiteral("keyboard"), QStringLiteral("Keyboard Shortcuts"),
+        SettingsStyle::Icon::keyboard, QStringLiteral("Keyboard Shortcuts"),
         QStringLiteral("Set the keyboard shortcut to show the AI popup when text is selected."));
     auto *row = new QHBoxLayout;
     auto *label = new QLabel(QStringLiteral("Show AI Popup:"), card);
@@ -93,10 +93,11 @@ QWidget *GeneralTab::shortcutCard()
 
 QWidget *GeneralTab::launchCard()
 {
-    auto *card = new SettingsCard(QStringLiteral("login"), QStringLiteral("Launch at Login"),
+    auto *card = new SettingsCard(SettingsStyle::Icon::login, QStringLiteral("Launch at Login"),
                                   QStringLiteral("Automatically launch Vellumo when you log in."));
     m_launchAtLogin = new ToggleSwitch(QStringLiteral("Launch at login"), card);
     m_launchAtLogin->setObjectName(QStringLiteral("launchAtLogin"));
+    m_launchAtLogin->setFont(SettingsStyle::bodyFont());
     m_launchAtLogin->setChecked(m_loginItem.isEnabled());
     connect(m_launchAtLogin, &ToggleSwitch::clicked, this, &GeneralTab::setLaunchAtLogin);
     card->contentLayout()->addWidget(m_launchAtLogin, 0, Qt::AlignLeft);
@@ -113,7 +114,7 @@ void GeneralTab::setLaunchAtLogin(bool enabled)
 QWidget *GeneralTab::accessibilityCard()
 {
     auto *card = new SettingsCard(
-        QStringLiteral("accessibility"), QStringLiteral("Accessibility"),
+        SettingsStyle::Icon::accessibility, QStringLiteral("Accessibility"),
         QStringLiteral("Required to detect text selection and position the AI popup near your "
                        "cursor across all applications."));
     m_accessIcon = new QLabel(card);
@@ -142,10 +143,10 @@ void GeneralTab::showAccessibility(bool granted)
 {
     m_granted = granted;
     const QPalette &pal = palette();
-    m_accessIcon->setPixmap(SettingsStyle::tintedIcon(
-        granted ? QStringLiteral("check") : QStringLiteral("cross"),
-        granted ? SettingsStyle::successColor(pal) : SettingsStyle::failureColor(pal),
-        statusIconSize, devicePixelRatioF()));
+    m_accessIcon->setPixmap(SettingsStyle::tintedPixmap(
+        granted ? SettingsStyle::Icon::check : SettingsStyle::Icon::cross,
+        granted ? SettingsStyle::successColor(pal) : SettingsStyle::errorColor(pal), statusIconSize,
+        devicePixelRatioF()));
     m_accessStatus->setText(granted ? QStringLiteral("Granted") : QStringLiteral("Not Granted"));
     m_grant->setVisible(!granted);
 }
@@ -175,7 +176,7 @@ void GeneralTab::pollAccessibility()
 QWidget *GeneralTab::instructionsCard()
 {
     auto *card = new SettingsCard(
-        QStringLiteral("instructions"), QStringLiteral("Base AI Instructions"),
+        SettingsStyle::Icon::instructions, QStringLiteral("Base AI Instructions"),
         QStringLiteral("These instructions will be prepended to all AI prompts to shape the "
                        "response style and behavior."));
     m_instructions = new QPlainTextEdit(card);
@@ -202,7 +203,7 @@ QWidget *GeneralTab::instructionsCard()
 QWidget *GeneralTab::defaultPromptsCard()
 {
     auto *card = new SettingsCard(
-        QStringLiteral("defaults"), QStringLiteral("Default Prompts"),
+        SettingsStyle::Icon::defaults, QStringLiteral("Default Prompts"),
         QStringLiteral("Add predefined AI commands to your prompts list for quick access to common "
                        "text operations."));
     m_defaultsState = new QStackedWidget(card);
@@ -231,9 +232,9 @@ QWidget *GeneralTab::defaultPromptsCard()
 void GeneralTab::applyColors()
 {
     const QPalette &pal = palette();
-    m_addedIcon->setPixmap(SettingsStyle::tintedIcon(QStringLiteral("check"),
-                                                     SettingsStyle::successColor(pal),
-                                                     statusIconSize, devicePixelRatioF()));
+    m_addedIcon->setPixmap(SettingsStyle::tintedPixmap(SettingsStyle::Icon::check,
+                                                       SettingsStyle::successColor(pal),
+                                                       statusIconSize, devicePixelRatioF()));
     showAccessibility(m_granted);
     const QColor accent = SettingsStyle::accentColor(pal);
     m_grant->setStyleSheet(

@@ -11,11 +11,10 @@
 #include <QPainterPath>
 #include <QVBoxLayout>
 
-SettingsCard::SettingsCard(const QString &iconName, const QString &title,
+SettingsCard::SettingsCard(SettingsStyle::Icon icon, const QString &title,
                            const QString &description, QWidget *parent)
-    : QWidget(parent), m_iconName(iconName), m_icon(new QLabel(this)),
-      m_title(new QLabel(title, this)), m_description(makeDescription(description, this)),
-      m_content(new QVBoxLayout)
+    : QWidget(parent), m_iconKind(icon), m_icon(new QLabel(this)), m_title(new QLabel(title, this)),
+      m_description(makeDescription(description, this)), m_content(new QVBoxLayout)
 {
     setObjectName(QStringLiteral("card"));
     m_title->setFont(SettingsStyle::cardTitleFont());
@@ -41,8 +40,8 @@ SettingsCard::SettingsCard(const QString &iconName, const QString &title,
 
 void SettingsCard::applyColors()
 {
-    m_icon->setPixmap(SettingsStyle::tintedIcon(m_iconName, SettingsStyle::accentColor(palette()),
-                                                SettingsStyle::iconSize, devicePixelRatioF()));
+    m_icon->setPixmap(SettingsStyle::tintedPixmap(m_iconKind, SettingsStyle::accentColor(palette()),
+                                                  SettingsStyle::iconSize, devicePixelRatioF()));
     applyDescriptionColor(m_description);
 }
 

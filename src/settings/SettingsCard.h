@@ -1,5 +1,7 @@
 #pragma once
 
+#include "SettingsStyle.h"
+
 #include <QWidget>
 
 class QLabel;
@@ -12,7 +14,7 @@ class SettingsCard : public QWidget {
     Q_OBJECT
 
 public:
-    SettingsCard(const QString &iconName, const QString &title, const QString &description,
+    SettingsCard(SettingsStyle::Icon icon, const QString &title, const QString &description,
                  QWidget *parent = nullptr);
 
     QVBoxLayout *contentLayout() const { return m_content; }
@@ -29,7 +31,7 @@ protected:
 private:
     void applyColors();
 
-    QString m_iconName;
+    SettingsStyle::Icon m_iconKind;
     QLabel *m_icon;
     QLabel *m_title;
     QLabel *m_description;

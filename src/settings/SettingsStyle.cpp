@@ -2,31 +2,125 @@
 
 #include "PopupStyle.h"
 
+#include <QGuiApplication>
+#include <QIconEngine>
+#include <QLabel>
 #include <QPainter>
-#include <QPalette>
-
-// The icons are compiled into this static library: nothing refers to their
-// registration, so the linker would leave it out unless called here.
-static void loadBundledIcons()
-{
-    static const bool loaded = [] {
-        Q_INIT_RESOURCE(settings);
-        return true;
-    }();
-    Q_UNUSED(loaded);
-}
+#include <QSvgRenderer>
+#include <optional>
 
 namespace SettingsStyle {
 
 namespace {
 
-QFont sized(int pixelSize, QFont::Weight weight)
+QString resource(Icon icon)
 {
-    QFont font;
-    font.setPixelSize(pixelSize);
-    font.setWeight(weight);
-    return font;
+    static const QString names[] = {
+        QStringLiteral("general"),      QStringLiteral("vendors"),  QStringLiteral("prompts"),
+        QStringLiteral("keyboard"),     QStringLiteral("login"),    QStringLiteral("accessibility"),
+        QStringLiteral("instructions"), QStringLiteral("defaults"), QStringLiteral("check"),
+        QStringLiteral("cross"),        QStringLiteral("trash"),    QStringLiteral("pencil"),
+        QStringLiteral("eye"),          QStringLiteral("eye-off"),  QStringLiteral("plus"),
+    };
+    static_assert(std::size(names) == size_t(Icon::plus) + 1);
+    return QStringLiteral(":/settings/icons/%1.svg").arg(names[size_t(icon)]);
 }
+
+// The freedesktop name of an icon a theme may have; none for the card
+// icons and marks, which are drawn in a colour that means something.
+QString themeName(Icon icon)
+{
+    switch (icon) {
+    case Icon::general:
+        return QStringLiteral("preferences-system");
+    case Icon::vendors:
+        return QStringLiteral("network-server");
+    case Icon::prompts:
+        return QStringLiteral("accessories-text-editor");
+    case Icon::trash:
+        return QStringLiteral("edit-delete");
+    case Icon::pencil:
+        return QStringLiteral("document-edit");
+    case Icon::check:
+        return QStringLiteral("dialog-ok-apply");
+    case Icon::eye:
+        return QStringLiteral("view-visible");
+    case Icon::eyeOff:
+        return QStringLiteral("view-hidden");
+    case Icon::plus:
+        return QStringLiteral("list-add");
+    case Icon::keyboard:
+    case Icon::login:
+    case Icon::accessibility:
+    case Icon::instructions:
+    case Icon::defaults:
+    case Icon::cross:
+        return {};
+    }
+    Q_UNREACHABLE();
+    return {};
+}
+
+QImage renderTinted(const QString &path, const QSize &size, const QColor &color)
+{
+    QImage image(size, QImage::Format_ARGB32_Premultiplied);
+    image.fill(Qt::transparent);
+    QSvgRenderer renderer(path);
+    QPainter painter(&image);
+    renderer.render(&painter, QRectF(QPointF(0, 0), QSizeF(size)));
+    painter.setCompositionMode(QPainter::CompositionMode_SourceIn);
+    painter.fillRect(image.rect(), color);
+    return image;
+}
+
+// Draws a one-colour SVG in the colour asked for: a fixed one, or the
+// application palette's at the time of painting.
+class TintedSvgEngine : public QIconEngine {
+public:
+    TintedSvgEngine(QString path, QPalette::ColorRole role, std::optional<QColor> fixed)
+        : m_path(std::move(path)), m_role(role), m_fixed(fixed)
+    {}
+
+    void paint(QPainter *painter, const QRect &rect, QIcon::Mode mode, QIcon::State) override
+    {
+        const qreal ratio = painter->device() ? painter->device()->devicePixelRatioF() : 1.0;
+        painter->drawImage(rect, renderTinted(m_path, rect.size() * ratio, colour(mode)));
+    }
+
+    QPixmap pixmap(const QSize &size, QIcon::Mode mode, QIcon::State) override
+    {
+        return QPixmap::fromImage(renderTinted(m_path, size, colour(mode)));
+    }
+
+    QIconEngine *clone() const override { return new TintedSvgEngine(m_path, m_role, m_fixed); }
+    QString key() const override { return QStringLiteral("vellumo-tinted-svg"); }
+
+private:
+    QColor colour(QIcon::Mode mode) const
+    {
+        const QPalette palette = QGuiApplication::palette();
+        if (mode == QIcon::Disabled) {
+            return m_fixed ? QColor(m_fixed->red(), m_fixed->green(), m_fixed->blue(), 110)
+                           : palette.color(QPalette::Disabled, m_role);
+        }
+        return m_fixed.value_or(palette.color(QPalette::Active, m_role));
+    }
+
+    QString m_path;
+    QPalette::ColorRole m_role;
+    std::optional<QColor> m_fixed;
+};
+
+QIcon themedOrBundled(Icon icon, QPalette::ColorRole role, std::optional<QColor> fixed)
+{
+    const QString name = themeName(icon);
+    if (!name.isEmpty() && QIcon::hasThemeIcon(name)) {
+        return QIcon::fromTheme(name);
+    }
+    return QIcon(new TintedSvgEngine(resource(icon), role, fixed));
+}
+
+} // namespace
 
 QColor mixed(const QColor &a, const QColor &b, qreal amountOfB)
 {
@@ -35,26 +129,49 @@ QColor mixed(const QColor &a, const QColor &b, qreal amountOfB)
                             float(a.blueF() * (1 - amountOfB) + b.blueF() * amountOfB));
 }
 
-} // namespace
-
 QFont cardTitleFont()
 {
-    return sized(15, QFont::DemiBold);
+    return PopupStyle::sizedFont(15, QFont::DemiBold);
 }
 
 QFont descriptionFont()
 {
-    return sized(11, QFont::Normal);
+    return PopupStyle::sizedFont(11, QFont::Normal);
 }
 
 QFont bodyFont()
 {
-    return sized(13, QFont::Normal);
+    return PopupStyle::sizedFont(13, QFont::Normal);
 }
 
 QFont editorFont()
 {
-    return sized(12, QFont::Normal);
+    return PopupStyle::sizedFont(12, QFont::Normal);
+}
+
+QFont headingFont()
+{
+    return PopupStyle::sizedFont(17, QFont::DemiBold);
+}
+
+QFont captionFont()
+{
+    return PopupStyle::sizedFont(12, QFont::Normal);
+}
+
+QLabel *fieldCaption(const QString &text, QWidget *field, QWidget *parent)
+{
+    auto *label = new QLabel(text, parent);
+    label->setFont(captionFont());
+    label->setForegroundRole(QPalette::PlaceholderText);
+    label->setBuddy(field);
+    field->setAccessibleName(text);
+    return label;
+}
+
+bool isDark(const QPalette &palette)
+{
+    return PopupStyle::isDark(palette);
 }
 
 QColor accentColor(const QPalette &palette)
@@ -69,10 +186,10 @@ QColor secondaryTextColor(const QPalette &palette)
 
 QColor successColor(const QPalette &palette)
 {
-    return PopupStyle::isDark(palette) ? QColor(80, 200, 120) : QColor(30, 140, 60);
+    return isDark(palette) ? QColor(70, 200, 100) : QColor(26, 127, 55);
 }
 
-QColor failureColor(const QPalette &palette)
+QColor errorColor(const QPalette &palette)
 {
     return PopupStyle::errorColor(palette);
 }
@@ -83,43 +200,50 @@ QColor cardColor(const QPalette &palette)
     const QColor base = palette.color(QPalette::Active, QPalette::Base);
     // Lifted a little off the background: towards the text field colour in
     // a light theme, a touch lighter in a dark one.
-    return PopupStyle::isDark(palette) ? window.lighter(115) : mixed(window, base, 0.7);
+    return isDark(palette) ? window.lighter(115) : mixed(window, base, 0.7);
 }
 
 QColor borderColor(const QPalette &palette)
 {
     const QColor text = palette.color(QPalette::Active, QPalette::WindowText);
-    return mixed(cardColor(palette), text, PopupStyle::isDark(palette) ? 0.18 : 0.14);
+    return mixed(cardColor(palette), text, isDark(palette) ? 0.18 : 0.14);
 }
 
-QPixmap tintedIcon(const QString &name, const QColor &color, int size, qreal devicePixelRatio)
+QIcon icon(Icon icon, QPalette::ColorRole role)
 {
-    loadBundledIcons();
-    const QIcon source(QStringLiteral(":/settings/%1.svg").arg(name));
+    return themedOrBundled(icon, role, std::nullopt);
+}
+
+QIcon icon(Icon icon, const QColor &color)
+{
+    return themedOrBundled(icon, QPalette::ButtonText, color);
+}
+
+QPixmap tintedPixmap(Icon icon, const QColor &color, int size, qreal devicePixelRatio)
+{
     const int pixels = qRound(size * devicePixelRatio);
-    QPixmap pixmap = source.pixmap(QSize(pixels, pixels));
-    if (pixmap.isNull()) {
-        return pixmap;
-    }
-    QPainter painter(&pixmap);
-    painter.setCompositionMode(QPainter::CompositionMode_SourceIn);
-    painter.fillRect(pixmap.rect(), color);
-    painter.end();
+    QPixmap pixmap = QPixmap::fromImage(renderTinted(resource(icon), QSize(pixels, pixels), color));
     pixmap.setDevicePixelRatio(devicePixelRatio);
     return pixmap;
 }
 
-QIcon themedIcon(const QString &themeName, const QString &bundledName, const QPalette &palette)
+QIcon spinnerFrame(int step, const QColor &color)
 {
-    if (QIcon::hasThemeIcon(themeName)) {
-        return QIcon::fromTheme(themeName);
-    }
+    constexpr int side = 32; // drawn large, scaled down crisply
+    QPixmap pixmap(side, side);
+    pixmap.fill(Qt::transparent);
+    QPainter painter(&pixmap);
+    painter.setRenderHint(QPainter::Antialiasing);
+    QPen pen(color, 4.0, Qt::SolidLine, Qt::RoundCap);
+    painter.setPen(pen);
+    const QRectF circle(4, 4, side - 8, side - 8);
+    // Qt counts sixteenths of a degree, counter-clockwise: the arc turns
+    // clockwise as the step grows.
+    painter.drawArc(circle, -step * 30 * 16, 270 * 16);
+    painter.end();
     QIcon icon;
-    const QColor color = palette.color(QPalette::Active, QPalette::WindowText);
-    for (const int size : {16, 24, 32}) {
-        icon.addPixmap(tintedIcon(bundledName, color, size, 1.0));
-        icon.addPixmap(tintedIcon(bundledName, color, size, 2.0));
-    }
+    icon.addPixmap(pixmap, QIcon::Normal);
+    icon.addPixmap(pixmap, QIcon::Disabled);
     return icon;
 }
 

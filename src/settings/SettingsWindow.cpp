@@ -1,18 +1,16 @@
 #include "SettingsWindow.h"
 
 #include "ScreenActivation.h"
-#include "SettingsCard.h"
 #include "SettingsStyle.h"
 
-#include <QEvent>
-#include <QLabel>
+#include <QApplication>
 #include <QShowEvent>
 #include <QTabBar>
 #include <QTabWidget>
 #include <QVBoxLayout>
 
 SettingsWindow::SettingsWindow(const QList<Page> &pages, QWidget *parent)
-    : QWidget(parent, Qt::Window), m_tabs(new QTabWidget(this)), m_pages(pages)
+    : QWidget(parent, Qt::Window), m_tabs(new QTabWidget(this))
 {
     setObjectName(QStringLiteral("settingsWindow"));
     setWindowTitle(QStringLiteral("Vellumo Settings"));
@@ -21,9 +19,10 @@ SettingsWindow::SettingsWindow(const QList<Page> &pages, QWidget *parent)
     m_tabs->setDocumentMode(true);
     m_tabs->setIconSize(QSize(16, 16));
     for (const Page &page : pages) {
-        m_tabs->addTab(page.widget, page.title);
+        // A bundled icon follows the palette by itself.
+        m_tabs->addTab(page.widget, SettingsStyle::icon(page.icon, QPalette::WindowText),
+                       page.title);
     }
-    applyIcons();
     auto *layout = new QVBoxLayout(this);
     layout->setContentsMargins(0, 6, 0, 0);
     layout->addWidget(m_tabs);
@@ -31,6 +30,13 @@ SettingsWindow::SettingsWindow(const QList<Page> &pages, QWidget *parent)
     // shortcut recorder) must not start on its own when the window opens.
     m_tabs->tabBar()->setFocusPolicy(Qt::StrongFocus);
     setFocusProxy(m_tabs->tabBar());
+    // A field that gives its focus up (the recorder, when it is done) hands
+    // it back to the tabs, so Tab always starts from the same place.
+    connect(qApp, &QApplication::focusChanged, this, [this](QWidget *, QWidget *now) {
+        if (!now && isActiveWindow()) {
+            m_tabs->tabBar()->setFocus(Qt::OtherFocusReason);
+        }
+    });
 
     ScreenActivation::setSwitch([this](bool activate) {
         if (activate) {
@@ -42,14 +48,6 @@ SettingsWindow::SettingsWindow(const QList<Page> &pages, QWidget *parent)
 SettingsWindow::~SettingsWindow()
 {
     ScreenActivation::setSwitch({});
-}
-
-void SettingsWindow::applyIcons()
-{
-    for (int i = 0; i < m_pages.size(); ++i) {
-        m_tabs->setTabIcon(i, SettingsStyle::themedIcon(m_pages.at(i).themeIcon,
-                                                        m_pages.at(i).bundledIcon, palette()));
-    }
 }
 
 void SettingsWindow::open()
@@ -85,26 +83,4 @@ void SettingsWindow::hideEvent(QHideEvent *event)
     if (!event->spontaneous()) {
         ScreenActivation::deactivateScreen();
     }
-}
-
-void SettingsWindow::changeEvent(QEvent *event)
-{
-    if (event->type() == QEvent::PaletteChange) {
-        applyIcons();
-    }
-    QWidget::changeEvent(event);
-}
-
-QWidget *makePlaceholderPage(const QString &sentence)
-{
-    auto *page = new GradientBackground;
-    auto *layout = new QVBoxLayout(page);
-    auto *label = new QLabel(sentence, page);
-    label->setObjectName(QStringLiteral("placeholder"));
-    label->setFont(SettingsStyle::bodyFont());
-    label->setAlignment(Qt::AlignCenter);
-    label->setWordWrap(true);
-    applyDescriptionColor(label);
-    layout->addWidget(label);
-    return page;
 }

@@ -1,6 +1,7 @@
 #pragma once
 
-#include <QIcon>
+#include "SettingsStyle.h"
+
 #include <QList>
 #include <QWidget>
 
@@ -15,10 +16,8 @@ public:
     struct Page {
         QWidget *widget = nullptr; // taken over by the window
         QString title;
-        // The desktop theme's icon, and the bundled one (":/settings/NAME.svg")
-        // when the theme has none.
-        QString themeIcon;
-        QString bundledIcon;
+        // The desktop theme's icon where it has one, else a bundled drawing.
+        SettingsStyle::Icon icon;
     };
 
     static constexpr QSize contentSize{780, 600};
@@ -35,16 +34,10 @@ public:
 protected:
     void showEvent(QShowEvent *event) override;
     void hideEvent(QHideEvent *event) override;
-    void changeEvent(QEvent *event) override;
 
 private:
     void bringToFront();
-    void applyIcons();
 
     QTabWidget *m_tabs;
-    QList<Page> m_pages;
     bool m_openedBefore = false;
 };
-
-// A page of a part that is not in this build, saying so in one sentence.
-QWidget *makePlaceholderPage(const QString &sentence);

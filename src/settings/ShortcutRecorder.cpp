@@ -3,6 +3,7 @@
 #include "HotKeyLayer.h"
 #include "KeyTable.h"
 #include "MenuShortcuts.h"
+#include "SettingsLog.h"
 
 #include <QAction>
 #include <QApplication>
@@ -272,6 +273,7 @@ void ShortcutRecorder::startRecording()
     // other client's hot keys.
     grabKeyboard();
     qApp->installEventFilter(this);
+    qCInfo(lcSettings) << "Recording a shortcut";
     Q_EMIT recordingChanged(true);
 }
 
@@ -290,6 +292,7 @@ void ShortcutRecorder::endRecording(bool moveFocus)
     style()->polish(this);
     GlobalShortcuts::setPaused(false);
     refresh();
+    qCInfo(lcSettings) << "Stopped recording the shortcut";
     if (moveFocus) {
         focusNextChild();
     } else if (hasFocus()) {
@@ -309,6 +312,7 @@ void ShortcutRecorder::save(const Shortcut &shortcut)
 {
     showText(GlobalShortcuts::shortcutDescription(shortcut));
     GlobalShortcuts::setShortcut(shortcut, m_name);
+    qCInfo(lcSettings) << "Shortcut recorded";
     Q_EMIT changed(shortcut);
     endRecording();
 }
@@ -401,29 +405,34 @@ void ShortcutRecorder::record(const Shortcut &shortcut)
     const QString description = GlobalShortcuts::shortcutDescription(shortcut);
     if (const std::optional<GlobalShortcuts::MenuItem> item =
             GlobalShortcuts::menuItemUsing(shortcut)) {
-        showAlert(RecorderText::get("keyboard_shortcut_used_by_menu_item").arg(item->title), {},
+        showAlert("used by a menu item",
+                  RecorderText::get("keyboard_shortcut_used_by_menu_item").arg(item->title), {},
                   shortcut, false);
         return;
     }
     const QString status = GlobalShortcuts::HotKeyLayer::shared().availability(shortcut);
     if (status == platform::hotKeyTakenStatus) {
-        showAlert(RecorderText::get("keyboard_shortcut_used_by_system").arg(description),
+        showAlert("used by the system",
+                  RecorderText::get("keyboard_shortcut_used_by_system").arg(description),
                   RecorderText::get("keyboard_shortcuts_can_be_changed"), shortcut, true);
         return;
     }
     if (!status.isEmpty()) {
         // A key this keyboard lacks, say: the desktop's own reason.
-        showAlert(RecorderText::get("keyboard_shortcut_disallowed").arg(description), status,
+        showAlert("not usable on this desktop",
+                  RecorderText::get("keyboard_shortcut_disallowed").arg(description), status,
                   shortcut, false);
         return;
     }
     save(shortcut);
 }
 
-void ShortcutRecorder::showAlert(const QString &text, const QString &informative,
-                                 const Shortcut &shortcut, bool offerForce)
+void ShortcutRecorder::showAlert(const char *reason, const QString &text,
+                                 const QString &informative, const Shortcut &shortcut,
+                                 bool offerForce)
 {
     endRecording();
+    qCInfo(lcSettings) << "Shortcut refused:" << reason;
     QWidget *host = window() != this ? window() : nullptr;
     auto *box = new QMessageBox(host);
     box->setObjectName(QStringLiteral("shortcutAlert"));

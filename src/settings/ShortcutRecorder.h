@@ -72,7 +72,8 @@ private:
     void record(const GlobalShortcuts::Shortcut &shortcut);
     // Suspends recording for an alert, which resumes it when dismissed;
     // with offerForce, "Use Anyway" stores the shortcut instead.
-    void showAlert(const QString &text, const QString &informative,
+    // The reason goes to the log (never the combination).
+    void showAlert(const char *reason, const QString &text, const QString &informative,
                    const GlobalShortcuts::Shortcut &shortcut, bool offerForce);
 
     GlobalShortcuts::Name m_name;

@@ -1,28 +1,42 @@
 #include "ToggleSwitch.h"
 
-#include "PopupStyle.h"
-#include "SettingsStyle.h"
-
 #include <QPainter>
+#include <QPainterPath>
+
+namespace {
+
+constexpr qreal trackWidth = 36;
+constexpr qreal trackHeight = 20;
+constexpr int textGap = 10;
+constexpr int focusMargin = 2; // room for the focus ring around the track
+
+} // namespace
 
 ToggleSwitch::ToggleSwitch(const QString &text, QWidget *parent) : QAbstractButton(parent)
 {
     setText(text);
     setCheckable(true);
-    setCursor(Qt::PointingHandCursor);
     setFocusPolicy(Qt::StrongFocus);
-    setFont(SettingsStyle::bodyFont());
+    setCursor(Qt::PointingHandCursor);
+    setSizePolicy(QSizePolicy::Fixed, QSizePolicy::Fixed);
 }
 
 QSize ToggleSwitch::sizeHint() const
 {
-    const int textWidth = fontMetrics().horizontalAdvance(text());
-    return {trackWidth + gap + textWidth + 4, std::max(trackHeight + 4, fontMetrics().height())};
+    const QFontMetrics metrics(font());
+    const int width = int(trackWidth) + 2 * focusMargin + textGap +
+                      metrics.horizontalAdvance(text()) + focusMargin;
+    const int height = std::max(int(trackHeight) + 2 * focusMargin, metrics.height());
+    return {width, height};
+}
+
+QRectF ToggleSwitch::trackRect() const
+{
+    return {qreal(focusMargin), (height() - trackHeight) / 2, trackWidth, trackHeight};
 }
 
 bool ToggleSwitch::hitButton(const QPoint &pos) const
 {
-    // The label counts too, as with a check box.
     return rect().contains(pos);
 }
 
@@ -31,34 +45,38 @@ void ToggleSwitch::paintEvent(QPaintEvent *)
     QPainter painter(this);
     painter.setRenderHint(QPainter::Antialiasing);
     const QPalette &pal = palette();
-    const QRectF track(2, (height() - trackHeight) / 2.0, trackWidth, trackHeight);
-    const bool on = isChecked();
-    QColor fill = on ? SettingsStyle::accentColor(pal) : SettingsStyle::borderColor(pal);
-    if (!on) {
-        fill = PopupStyle::isDark(pal) ? fill.lighter(140) : fill.darker(115);
+    const QPalette::ColorGroup group = isEnabled() ? QPalette::Active : QPalette::Disabled;
+    const QRectF track = trackRect();
+    const qreal radius = track.height() / 2;
+
+    QColor trackColour = pal.color(group, QPalette::Highlight);
+    if (!isChecked()) {
+        // A quiet tone of the text colour reads as "off" on light and dark.
+        trackColour = pal.color(group, QPalette::WindowText);
+        trackColour.setAlphaF(0.28f);
     }
-    if (!isEnabled()) {
-        fill.setAlphaF(0.4f);
+    if (isDown()) {
+        trackColour = trackColour.darker(115);
     }
     painter.setPen(Qt::NoPen);
-    painter.setBrush(fill);
-    painter.drawRoundedRect(track, trackHeight / 2.0, trackHeight / 2.0);
+    painter.setBrush(trackColour);
+    painter.drawRoundedRect(track, radius, radius);
 
-    const qreal knob = trackHeight - 4;
-    const qreal x = on ? track.right() - knob - 2 : track.left() + 2;
-    painter.setBrush(QColor(255, 255, 255));
-    painter.setPen(QPen(QColor(0, 0, 0, 40), 0.5));
-    painter.drawEllipse(QRectF(x, track.top() + 2, knob, knob));
+    const qreal knobInset = 2;
+    const qreal knob = track.height() - 2 * knobInset;
+    const qreal knobX = isChecked() ? track.right() - knobInset - knob : track.left() + knobInset;
+    QColor knobColour = pal.color(group, QPalette::HighlightedText);
+    painter.setBrush(knobColour);
+    painter.drawEllipse(QRectF(knobX, track.top() + knobInset, knob, knob));
 
     if (hasFocus()) {
+        QPen ring(pal.color(QPalette::Active, QPalette::Highlight), 1.5);
+        painter.setPen(ring);
         painter.setBrush(Qt::NoBrush);
-        painter.setPen(QPen(SettingsStyle::accentColor(pal), 1.5));
-        painter.drawRoundedRect(track.adjusted(-1.5, -1.5, 1.5, 1.5), trackHeight / 2.0 + 1.5,
-                                trackHeight / 2.0 + 1.5);
+        painter.drawRoundedRect(track.adjusted(-1.5, -1.5, 1.5, 1.5), radius + 1.5, radius + 1.5);
     }
 
-    painter.setPen(
-        pal.color(isEnabled() ? QPalette::Active : QPalette::Disabled, QPalette::WindowText));
-    const QRect label(int(track.right()) + gap, 0, width() - int(track.right()) - gap, height());
-    painter.drawText(label, Qt::AlignVCenter | Qt::AlignLeft, text());
+    painter.setPen(pal.color(group, foregroundRole()));
+    const QRectF label(track.right() + textGap, 0, width() - track.right() - textGap, height());
+    painter.drawText(label, Qt::AlignLeft | Qt::AlignVCenter, text());
 }

@@ -2,8 +2,9 @@
 
 #include <QAbstractButton>
 
-// An on/off switch with its label beside it: a rounded track, filled with
-// the accent colour when on, and a round knob.
+// An on/off switch with its label to the right: a checkable button drawn as a
+// sliding knob in a track, the track in the palette's highlight when on.
+// Space toggles it, as any button; clicking the label does too.
 class ToggleSwitch : public QAbstractButton {
     Q_OBJECT
 
@@ -18,7 +19,5 @@ protected:
     bool hitButton(const QPoint &pos) const override;
 
 private:
-    static constexpr int trackWidth = 36;
-    static constexpr int trackHeight = 20;
-    static constexpr int gap = 10;
+    QRectF trackRect() const;
 };

@@ -15,13 +15,11 @@
 #include "VendorManager.h"
 
 #include <QApplication>
-#include <QElapsedTimer>
 #include <QLabel>
 #include <QLineEdit>
 #include <QPushButton>
 #include <QScrollBar>
 #include <QSignalSpy>
-#include <QTimer>
 #include <QtTest>
 
 namespace {
@@ -264,30 +262,20 @@ private Q_SLOTS:
     {
         QVERIFY(TestSupport::freezeKeyring(true));
         auto thaw = qScopeGuard([] { TestSupport::freezeKeyring(false); });
-        QElapsedTimer clock;
-        clock.start();
-        qint64 last = clock.elapsed();
-        qint64 longest = 0;
-        QTimer ticks;
-        ticks.setInterval(5);
-        connect(&ticks, &QTimer::timeout, this, [&] {
-            longest = std::max(longest, clock.elapsed() - last);
-            last = clock.elapsed();
-        });
-        ticks.start();
+        TestSupport::StallWatch stalls;
         auto popup = openPopup();
         QVERIFY(popup);
         QTest::keyClick(searchLine(*popup), Qt::Key_Return);
         QTRY_VERIFY_WITH_TIMEOUT(popup->view->errorMessage().has_value(), 10000);
-        ticks.stop();
+        stalls.stop();
         QVERIFY2(popup->view->errorMessage()->startsWith(u"The keyring is not answering"_qs),
                  qPrintable(*popup->view->errorMessage()));
         QVERIFY(popup->answers.isEmpty());
         QVERIFY(m_setup.standIn().requests().isEmpty());
         qInfo("longest UI stall with a frozen keyring: %lld ms (the reason shown after %lld ms)",
-              longest, clock.elapsed());
+              stalls.longest(), stalls.elapsed());
         // The store's time-out is 2 s; a blocked UI thread would show it here.
-        QVERIFY2(longest < 1000, qPrintable(QString::number(longest)));
+        QVERIFY2(stalls.longest() < 1000, qPrintable(QString::number(stalls.longest())));
     }
 
     void clickRunsTheClickedRowWithoutMovingTheHighlight()

@@ -6,10 +6,14 @@
 #include "FakeLoginItem.h"
 #include "GeneralTab.h"
 #include "HotKeyLayer.h"
+#include "KeychainService.h"
 #include "ScreenActivation.h"
+#include "SettingsPages.h"
 #include "SettingsWindow.h"
 #include "ShortcutRecorder.h"
 #include "TestSupport.h"
+#include "VendorManager.h"
+#include "WidgetTestSupport.h"
 
 #include <QApplication>
 #include <QDir>
@@ -25,36 +29,6 @@
 #include <memory>
 
 namespace {
-
-QPalette darkPalette()
-{
-    QPalette dark;
-    dark.setColor(QPalette::Window, QColor(40, 40, 43));
-    dark.setColor(QPalette::WindowText, QColor(236, 236, 238));
-    dark.setColor(QPalette::Base, QColor(28, 28, 30));
-    dark.setColor(QPalette::AlternateBase, QColor(44, 44, 48));
-    dark.setColor(QPalette::Text, QColor(236, 236, 238));
-    dark.setColor(QPalette::Button, QColor(58, 58, 62));
-    dark.setColor(QPalette::ButtonText, QColor(236, 236, 238));
-    dark.setColor(QPalette::Light, QColor(80, 80, 86));
-    dark.setColor(QPalette::Midlight, QColor(66, 66, 70));
-    dark.setColor(QPalette::Mid, QColor(90, 90, 96));
-    dark.setColor(QPalette::Dark, QColor(20, 20, 22));
-    dark.setColor(QPalette::Shadow, QColor(0, 0, 0));
-    dark.setColor(QPalette::PlaceholderText, QColor(150, 150, 156));
-    dark.setColor(QPalette::Highlight, QColor(10, 100, 220));
-    dark.setColor(QPalette::HighlightedText, Qt::white);
-    return dark;
-}
-
-QPalette lightPalette()
-{
-    const std::unique_ptr<QStyle> fusion(QStyleFactory::create(QStringLiteral("Fusion")));
-    QPalette light = fusion->standardPalette();
-    light.setColor(QPalette::Highlight, QColor(0, 99, 225));
-    light.setColor(QPalette::HighlightedText, Qt::white);
-    return light;
-}
 
 void save(QWidget *widget, const QString &name)
 {
@@ -89,15 +63,11 @@ class SettingsWindowTest : public QObject {
 
     std::unique_ptr<SettingsWindow> makeWindow()
     {
-        auto *general = new GeneralTab(m_loginItem, BaseInstructionsService::shared(),
-                                       [](bool) { return false; });
-        return std::make_unique<SettingsWindow>(QList<SettingsWindow::Page>{
-            {general, QStringLiteral("General"), QStringLiteral("preferences-system"),
-             QStringLiteral("general")},
-            {makePlaceholderPage(QStringLiteral("Not here yet.")), QStringLiteral("Vendors"),
-             QStringLiteral("network-server"), QStringLiteral("vendors")},
-            {makePlaceholderPage(QStringLiteral("Not here yet.")), QStringLiteral("Prompts"),
-             QStringLiteral("accessories-text-editor"), QStringLiteral("prompts")},
+        return makeSettingsWindow({
+            .loginItem = m_loginItem,
+            .trustTest = [](bool) { return false; },
+            .vendors = VendorManager::shared(),
+            .keys = KeychainService::shared(),
         });
     }
 
@@ -110,7 +80,7 @@ private Q_SLOTS:
         TestSupport::requireThrowawayEnvironment();
         GlobalShortcuts::HotKeyLayer::shared().setBackend(platform::fake::HotKeys().makeBackend());
         QApplication::setStyle(QStyleFactory::create(QStringLiteral("Fusion")));
-        QApplication::setPalette(lightPalette());
+        QApplication::setPalette(TestSupport::lightPalette());
     }
 
     void init()
@@ -122,7 +92,7 @@ private Q_SLOTS:
     void cleanup()
     {
         m_window.reset();
-        QApplication::setPalette(lightPalette());
+        QApplication::setPalette(TestSupport::lightPalette());
         settle();
     }
 
@@ -226,7 +196,7 @@ private Q_SLOTS:
     {
         QFETCH(bool, dark);
         if (dark) {
-            QApplication::setPalette(darkPalette());
+            QApplication::setPalette(TestSupport::darkPalette());
         }
         m_window->open();
         QVERIFY(QTest::qWaitForWindowExposed(m_window.get()));

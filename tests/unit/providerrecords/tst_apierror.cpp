@@ -64,6 +64,9 @@ private Q_SLOTS:
                  u"Network error: The operation timed out"_qs);
         QCOMPARE(errorText(APIError::invalidURL()),
                  u"Invalid API URL. Please check your host and path settings."_qs);
+        QCOMPARE(errorText(APIError::insecureHost(u"gpu.example"_qs)),
+                 u"Plain http:// is only used for a server on this computer (localhost, "
+                 "127.x.x.x or ::1); gpu.example must be reached over https://."_qs);
         QCOMPARE(errorText(APIError::encodingError()),
                  u"Failed to encode request. Please try again."_qs);
         QCOMPARE(errorText(APIError::invalidResponse()), u"Invalid response from API server."_qs);

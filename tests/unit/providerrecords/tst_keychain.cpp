@@ -2,6 +2,7 @@
 // under which attributes, and what it says when the keyring is locked or
 // frozen (a store that cannot answer is never taken for "no key").
 #include "APIError.h"
+#include "Await.h"
 #include "KeychainService.h"
 #include "TestSupport.h"
 
@@ -231,6 +232,33 @@ private Q_SLOTS:
         // The service works again once the keyring answers.
         QCOMPARE(keys().retrieveAPIKey(AIVendor::anthropic),
                  std::optional<QString>(u"sk-frozen"_qs));
+    }
+
+    // Writes in the background return at once and land in the order asked,
+    // each one's outcome in its future, a read asked afterwards seeing the
+    // last of them.
+    void backgroundWritesGoOutInOrder()
+    {
+        QElapsedTimer timer;
+        timer.start();
+        const QList<QFuture<bool>> writes{
+            keys().setAPIKeyInBackground(QStringLiteral("sk-first"), AIVendor::openai),
+            keys().setAPIKeyInBackground(QString(), AIVendor::openai),
+            keys().setAPIKeyInBackground(QStringLiteral("sk-second"), AIVendor::openai),
+            keys().setAPIKeyInBackground(QStringLiteral("sk-other"), AIVendor::gemini),
+            keys().setAPIKeyInBackground(QStringLiteral("sk-third"), AIVendor::openai),
+            keys().setAPIKeyInBackground(QString(), AIVendor::gemini)};
+        const QFuture<QString> read = keys().keyForRequest(AIVendor::openai);
+        QVERIFY2(timer.elapsed() < 100, qPrintable(QString::number(timer.elapsed())));
+        QVERIFY(TestSupport::finishes(read, 10000));
+        QCOMPARE(read.result(), QStringLiteral("sk-third"));
+        for (const QFuture<bool> &write : writes) {
+            QVERIFY(write.isFinished());
+            QVERIFY(write.result());
+        }
+        QCOMPARE(lookup(AIVendor::openai), QByteArray("sk-third"));
+        QCOMPARE(lookup(AIVendor::gemini), QByteArray());
+        QCOMPARE(keys().presence(AIVendor::gemini), KeychainService::Presence::missing);
     }
 
     void presenceIsAnnouncedOnTheObjectsThread()

@@ -229,8 +229,13 @@ QSize ShortcutRecorder::sizeHint() const
 {
     QSize size = QLineEdit::sizeHint();
     const QString shown = text().isEmpty() ? placeholderText() : text();
-    // Room for the clear button on both sides, so the text stays centred.
-    const int wanted = fontMetrics().horizontalAdvance(shown) + 2 * size.height() + 8;
+    // A line edit's own hint is room for 17 "x" plus its frame, margins and
+    // buttons (the clear button, and the left margin that balances it so
+    // the text stays centred): the same, with the text instead of the x's,
+    // and a pixel for the text cursor.
+    const QFontMetrics metrics = fontMetrics();
+    const int around = size.width() - 17 * metrics.horizontalAdvance(QLatin1Char('x'));
+    const int wanted = around + metrics.horizontalAdvance(shown) + 1;
     size.setWidth(std::max({minimumWidth(), wanted, 130}));
     return size;
 }

@@ -16,7 +16,6 @@
 #include <QPushButton>
 #include <QScrollArea>
 #include <QStackedWidget>
-#include <QTimer>
 #include <QVBoxLayout>
 
 namespace {
@@ -43,7 +42,7 @@ QWidget *statusRow(QLabel *icon, QLabel *text, QWidget *parent)
 GeneralTab::GeneralTab(const platform::LoginItem &loginItem, BaseInstructionsService &instructions,
                        TrustTest trustTest, QWidget *parent)
     : QWidget(parent), m_loginItem(loginItem), m_instructionsService(instructions),
-      m_trustTest(std::move(trustTest)), m_accessibilityPoll(new QTimer(this))
+      m_accessibility(new AccessibilityPermission(std::move(trustTest), this))
 {
     setObjectName(QStringLiteral("generalTab"));
     auto *column = new GradientBackground;
@@ -69,8 +68,8 @@ GeneralTab::GeneralTab(const platform::LoginItem &loginItem, BaseInstructionsSer
     layout->setContentsMargins(0, 0, 0, 0);
     layout->addWidget(scroll);
 
-    m_accessibilityPoll->setInterval(accessibilityPollMs);
-    connect(m_accessibilityPoll, &QTimer::timeout, this, &GeneralTab::pollAccessibility);
+    connect(m_accessibility, &AccessibilityPermission::grantedChanged, this,
+            &GeneralTab::showAccessibility);
     applyColors();
 }
 
@@ -141,7 +140,6 @@ QWidget *GeneralTab::accessibilityCard()
 
 void GeneralTab::showAccessibility(bool granted)
 {
-    m_granted = granted;
     const QPalette &pal = palette();
     m_accessIcon->setPixmap(SettingsStyle::tintedPixmap(
         granted ? SettingsStyle::Icon::check : SettingsStyle::Icon::cross,
@@ -153,24 +151,8 @@ void GeneralTab::showAccessibility(bool granted)
 
 void GeneralTab::grantPermission()
 {
-    const bool granted = m_trustTest(true);
     m_restartNote->show();
-    showAccessibility(granted);
-    if (granted) {
-        m_accessibilityPoll->stop();
-        return;
-    }
-    // start() restarts a running timer: one poll at a time, however often
-    // the button is pressed.
-    m_accessibilityPoll->start();
-}
-
-void GeneralTab::pollAccessibility()
-{
-    if (m_trustTest(false)) {
-        m_accessibilityPoll->stop();
-        showAccessibility(true);
-    }
+    m_accessibility->grant();
 }
 
 QWidget *GeneralTab::instructionsCard()
@@ -235,24 +217,10 @@ void GeneralTab::applyColors()
     m_addedIcon->setPixmap(SettingsStyle::tintedPixmap(SettingsStyle::Icon::check,
                                                        SettingsStyle::successColor(pal),
                                                        statusIconSize, devicePixelRatioF()));
-    showAccessibility(m_granted);
+    showAccessibility(m_accessibility->isGranted());
+    m_grant->setStyleSheet(SettingsStyle::prominentButtonStyle(pal));
+    m_addDefaults->setStyleSheet(SettingsStyle::borderedButtonStyle(pal));
     const QColor accent = SettingsStyle::accentColor(pal);
-    m_grant->setStyleSheet(
-        QStringLiteral("QPushButton { background: %1; color: %2; border: none; border-radius: 6px;"
-                       " padding: 6px 14px; }"
-                       "QPushButton:hover { background: %3; }"
-                       "QPushButton:pressed { background: %4; }")
-            .arg(accent.name(), pal.color(QPalette::Active, QPalette::HighlightedText).name(),
-                 accent.lighter(110).name(), accent.darker(115).name()));
-    m_addDefaults->setStyleSheet(
-        QStringLiteral("QPushButton { background: %1; color: %2; border: 1px solid %3;"
-                       " border-radius: 6px; padding: 5px 14px; }"
-                       "QPushButton:hover { border-color: %4; }"
-                       "QPushButton:pressed { background: %5; }")
-            .arg(pal.color(QPalette::Active, QPalette::Button).name(),
-                 pal.color(QPalette::Active, QPalette::ButtonText).name(),
-                 SettingsStyle::borderColor(pal).name(), accent.name(),
-                 pal.color(QPalette::Active, QPalette::Button).darker(110).name()));
     m_instructions->setStyleSheet(
         QStringLiteral("QPlainTextEdit { background: %1; border: 1px solid %2; border-radius: 6px;"
                        " padding: 4px; }"
@@ -273,9 +241,6 @@ void GeneralTab::showEvent(QShowEvent *event)
 {
     QWidget::showEvent(event);
     // Without prompting: looking must not change the session.
-    showAccessibility(m_trustTest(false));
-    if (m_granted) {
-        m_accessibilityPoll->stop();
-    }
+    showAccessibility(m_accessibility->check());
     m_launchAtLogin->setChecked(m_loginItem.isEnabled());
 }

@@ -80,6 +80,14 @@ QIcon icon(Icon icon, const QColor &color);
 // Always the bundled drawing, in the colour: where the colour says
 // something (a green mark, a card's accent).
 QPixmap tintedPixmap(Icon icon, const QColor &color, int size, qreal devicePixelRatio);
+// Another window's one-colour SVG drawing (a resource path), the same way.
+QPixmap tintedPixmap(const QString &svgPath, const QColor &color, int size, qreal devicePixelRatio);
+// Style sheets of the two kinds of push button: the prominent one, filled
+// with the accent colour, for the main action; the bordered one for the
+// others. Both show the keyboard focus with a ring.
+QString prominentButtonStyle(const QPalette &palette);
+QString borderedButtonStyle(const QPalette &palette);
+
 // One frame of a small spinning arc; step counts twelfths of a turn.
 QIcon spinnerFrame(int step, const QColor &color);
 

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "OnboardingStyle.h"
 
+#include "PopupStyle.h"
 #include "SettingsStyle.h"
 
 #include <QPainter>
@@ -37,10 +38,7 @@ QPixmap disc(const QColor &color, int size, qreal devicePixelRatio, QPainter &pa
 
 QFont font(int pixelSize, QFont::Weight weight)
 {
-    QFont sized;
-    sized.setPixelSize(pixelSize);
-    sized.setWeight(weight);
-    return sized;
+    return PopupStyle::sizedFont(pixelSize, weight);
 }
 
 QFont largeTitleFont()

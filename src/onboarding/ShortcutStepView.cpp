@@ -1,12 +1,9 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "ShortcutStepView.h"
 
-#include "GlobalShortcuts.h"
 #include "OnboardingStyle.h"
 #include "ShortcutRecorder.h"
 
-#include <QHBoxLayout>
-#include <QLabel>
 #include <QVBoxLayout>
 
 ShortcutStepView::ShortcutStepView(QWidget *parent)
@@ -16,14 +13,7 @@ ShortcutStepView::ShortcutStepView(QWidget *parent)
                parent)
 {
     auto *card = new OnboardingCard(this);
-    auto *row = new QHBoxLayout;
-    auto *label = new QLabel(QStringLiteral("Show AI Popup:"), card);
-    label->setFont(OnboardingStyle::font(16, QFont::Medium));
-    m_recorder = new ShortcutRecorder(GlobalShortcuts::Name::showPopup(), card);
-    label->setBuddy(m_recorder);
-    row->addWidget(label);
-    row->addStretch(1);
-    row->addWidget(m_recorder);
-    card->contentLayout()->addLayout(row);
+    card->contentLayout()->addLayout(
+        showPopupRecorderRow(card, OnboardingStyle::font(16, QFont::Medium), &m_recorder));
     addContent(card);
 }

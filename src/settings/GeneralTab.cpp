@@ -78,15 +78,8 @@ QWidget *GeneralTab::shortcutCard()
     auto *card = new SettingsCard(
         SettingsStyle::Icon::keyboard, QStringLiteral("Keyboard Shortcuts"),
         QStringLiteral("Set the keyboard shortcut to show the AI popup when text is selected."));
-    auto *row = new QHBoxLayout;
-    auto *label = new QLabel(QStringLiteral("Show AI Popup:"), card);
-    label->setFont(SettingsStyle::bodyFont());
-    m_recorder = new ShortcutRecorder(GlobalShortcuts::Name::showPopup(), card);
-    label->setBuddy(m_recorder);
-    row->addWidget(label);
-    row->addStretch(1);
-    row->addWidget(m_recorder);
-    card->contentLayout()->addLayout(row);
+    card->contentLayout()->addLayout(
+        showPopupRecorderRow(card, SettingsStyle::bodyFont(), &m_recorder));
     return card;
 }
 

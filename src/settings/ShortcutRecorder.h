@@ -8,6 +8,7 @@
 #include <optional>
 
 class QAction;
+class QHBoxLayout;
 
 // The recorder's texts, by name, in English.
 namespace RecorderText {
@@ -81,3 +82,9 @@ private:
     QPointer<QMessageBox> m_alert;
     bool m_recording = false;
 };
+
+// The row both the settings and the first-start guide show: "Show AI
+// Popup:" in the given font, and at the far end the recorder of the popup's
+// shortcut, made in parent.
+QHBoxLayout *showPopupRecorderRow(QWidget *parent, const QFont &labelFont,
+                                  ShortcutRecorder **recorder);

@@ -13,6 +13,7 @@
 #include "VendorStepView.h"
 #include "WelcomeStepView.h"
 
+#include <QApplication>
 #include <QEvent>
 #include <QHBoxLayout>
 #include <QLabel>
@@ -85,6 +86,17 @@ OnboardingView::OnboardingView(const Services &services, QWidget *parent)
     connect(&m_accessibility, &AccessibilityPermission::grantedChanged, this, [this](bool granted) {
         m_accessibilityEnabled = granted;
         updateButtons();
+        // The step hides its Grant button in turn, and the keyboard goes
+        // from it to the next button in line, Previous: Next takes it.
+        QMetaObject::invokeMethod(
+            this,
+            [this] {
+                if (m_step == OnboardingStep::accessibility && m_next->isEnabled() &&
+                    QApplication::focusWidget() == m_previous) {
+                    m_next->setFocus(Qt::OtherFocusReason);
+                }
+            },
+            Qt::QueuedConnection);
     });
     // The key store tells which providers have keys a moment after start.
     connect(&m_services.vendors, &VendorManager::keyPresenceChanged, this,

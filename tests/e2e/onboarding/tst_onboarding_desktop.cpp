@@ -90,6 +90,53 @@ int greenPixels()
     return count;
 }
 
+int changedPixels(const QImage &a, const QImage &b, const QRect &area)
+{
+    int count = 0;
+    const QRect r = area.intersected(a.rect()).intersected(b.rect());
+    for (int y = r.top(); y <= r.bottom(); ++y) {
+        for (int x = r.left(); x <= r.right(); ++x) {
+            count += a.pixel(x, y) != b.pixel(x, y);
+        }
+    }
+    return count;
+}
+
+// Keys go to the guide in order, but it draws what they did a moment
+// later: the screen once the guide shows something else than before and
+// has stopped changing (a blinking text cursor aside), under name in
+// build/screenshots.
+bool keysAndLook(const QStringList &sequence, const QString &name)
+{
+    const QRect area = clientFrame(guideWindow());
+    const QImage before = grabScreen();
+    if (!keys(sequence)) {
+        return false;
+    }
+    QImage now = before;
+    const bool changed = QTest::qWaitFor(
+        [&] {
+            now = grabScreen();
+            return changedPixels(before, now, area) > 200;
+        },
+        5000);
+    const bool settled = changed && QTest::qWaitFor(
+                                        [&] {
+                                            QTest::qWait(60);
+                                            const QImage next = grabScreen();
+                                            const bool still = changedPixels(now, next, area) < 120;
+                                            now = next;
+                                            return still;
+                                        },
+                                        5000);
+    if (!settled) {
+        qWarning("the guide did not show anything new for %s", qPrintable(name));
+        return false;
+    }
+    grabScreen(QStringLiteral("onboarding-desktop-") + name);
+    return true;
+}
+
 // The test area's whole text, copied as a user would copy it.
 QString testAreaText()
 {
@@ -175,33 +222,33 @@ private Q_SLOTS:
         startVellumo();
 
         // Welcome: Get Started.
+        QVERIFY(keysAndLook({QStringLiteral("ctrl+Return")}, QStringLiteral("accessibility")));
+        // Accessibility: its button has the keyboard; Next does nothing yet.
         QVERIFY(keys({QStringLiteral("ctrl+Return")}));
-        // Accessibility: its button has the keyboard.
-        QVERIFY(keys({QStringLiteral("ctrl+Return")})); // not yet: nothing happens
-        grabScreen(QStringLiteral("onboarding-desktop-accessibility"));
-        QVERIFY(keys({QStringLiteral("space")}));
-        QVERIFY(QTest::qWaitFor([] { return accessibilityEnabled(); }, 5000));
-        QVERIFY(keys({QStringLiteral("ctrl+Return")}));
+        QVERIFY(keysAndLook({QStringLiteral("space")}, QStringLiteral("accessibility-granted")));
+        QVERIFY(accessibilityEnabled());
+        QVERIFY(keysAndLook({QStringLiteral("ctrl+Return")}, QStringLiteral("shortcut")));
         // Shortcut: on as it is.
-        grabScreen(QStringLiteral("onboarding-desktop-shortcut"));
+        QVERIFY(keysAndLook({QStringLiteral("ctrl+Return")}, QStringLiteral("provider")));
+        // Provider: nothing valid yet, so Next does nothing; the key field
+        // has the keyboard, and Return validates.
+        QCOMPARE(greenPixels(), 0);
         QVERIFY(keys({QStringLiteral("ctrl+Return")}));
-        // Provider: the key field has the keyboard; Return validates.
-        QVERIFY(greenPixels() == 0);
-        QVERIFY(keys({QStringLiteral("ctrl+Return")})); // not yet: no provider validated
         QVERIFY(typeText(QStringLiteral("sk-first-start")));
         QVERIFY(keys({QStringLiteral("Return")}));
         QVERIFY2(QTest::qWaitFor([] { return greenPixels() > 40; }, 10000),
                  "the guide never showed the provider as valid");
-        grabScreen(QStringLiteral("onboarding-desktop-provider"));
+        grabScreen(QStringLiteral("onboarding-desktop-provider-valid"));
         QCOMPARE(m_fake.requests().size(), 1);
         QCOMPARE(m_fake.requests().constFirst().headers.value(QStringLiteral("authorization")),
                  QStringLiteral("Bearer sk-first-start"));
-        QVERIFY(keys({QStringLiteral("ctrl+Return")}));
+        QVERIFY(keysAndLook({QStringLiteral("ctrl+Return")}, QStringLiteral("commands")));
         // Commands: add them.
+        QVERIFY(keysAndLook({QStringLiteral("space")}, QStringLiteral("commands-added")));
+        DefaultsStore::standard().reload();
+        QVERIFY(Settings::standard().hasSeededDefaultPrompts());
         const qsizetype beforeTry = m_vellumo.mark();
-        QVERIFY(keys({QStringLiteral("space")}));
-        grabScreen(QStringLiteral("onboarding-desktop-commands"));
-        QVERIFY(keys({QStringLiteral("ctrl+Return")}));
+        QVERIFY(keysAndLook({QStringLiteral("ctrl+Return")}, QStringLiteral("try-it")));
         // Try it: the shortcut is hooked while the guide is open.
         QVERIFY(m_vellumo.waitFor(QStringLiteral("trigger global shortcut setup"), beforeTry));
         QVERIFY(QTest::qWaitFor([] { return shortcutHeldByAnother(); }, 5000));

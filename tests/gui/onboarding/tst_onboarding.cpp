@@ -492,6 +492,25 @@ private Q_SLOTS:
         QVERIFY(view->nextButton()->isEnabled());
     }
 
+    // Granted at the press: the Grant button goes, and the keyboard goes
+    // to Next, so Space or Return goes on.
+    void grantedAtThePressHandsTheKeyboardToNext()
+    {
+        m_trust.granted = false;
+        OnboardingView *view = open();
+        QVERIFY(walkTo(view, OnboardingStep::accessibility));
+        auto *step = qobject_cast<AccessibilityStepView *>(view->stepView());
+        QVERIFY(step->grantButton()->hasFocus());
+        m_trust.granted = true;
+        QTest::keyClick(step->grantButton(), Qt::Key_Space);
+        QCOMPARE(m_trust.prompts, 1);
+        QVERIFY(!step->grantButton()->isVisible());
+        QVERIFY(!view->accessibility().isPolling());
+        QTRY_VERIFY(view->nextButton()->hasFocus());
+        QTest::keyClick(view->nextButton(), Qt::Key_Space);
+        QCOMPARE(view->currentStep(), OnboardingStep::shortcut);
+    }
+
     // Reaching the last step hooks the shortcut and prints that it does,
     // before anything is finished.
     void theLastStepHooksTheShortcut()

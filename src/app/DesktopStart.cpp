@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "DesktopStart.h"
 
-#include "AIVendor.h"
 #include "Console.h"
 #include "GlobalShortcuts.h"
 #include "HotKeyLayer.h"
 #include "KeychainService.h"
 #include "Network.h"
+#include "OnboardingWindowManager.h"
 #include "PopupManager.h"
 #include "Settings.h"
 #include "SettingsPages.h"
@@ -100,29 +100,44 @@ QString startupLine()
            u'.';
 }
 
-// Hooks the shortcut and runs the loop until the application quits.
+// The start-up check: with the guide completed and accessibility on, the
+// shortcut is hooked and Vellumo stays in the background; otherwise the
+// first-start guide opens, and hooks the shortcut itself.
 int runLoop(QApplication &app, const platform::Platform &desktop)
 {
     Network::preloadInBackground();
     GlobalShortcuts::HotKeyLayer::shared().setBackend(desktop.hotKeys->makeBackend());
     PopupManager popups(*desktop.windows, *desktop.selections, *desktop.keys, *desktop.popups,
-                        VendorManager::shared(), KeychainService::shared());
+                        *desktop.ownText, VendorManager::shared(), KeychainService::shared());
+    const platform::KeyInput &keys = *desktop.keys;
+    const auto trustTest = [&keys](bool prompt) { return isProcessTrusted(prompt, keys); };
     // Made at its first opening, kept (hidden) when closed.
     std::unique_ptr<SettingsWindow> settings;
-    popups.setOpenSettings([&settings, &desktop] {
+    popups.setOpenSettings([&settings, &desktop, trustTest] {
         if (!settings) {
-            const platform::KeyInput &keys = *desktop.keys;
             settings = makeSettingsWindow({
                 .loginItem = *desktop.loginItem,
-                .trustTest = [&keys](bool prompt) { return isProcessTrusted(prompt, keys); },
+                .trustTest = trustTest,
                 .vendors = VendorManager::shared(),
                 .keys = KeychainService::shared(),
             });
         }
         settings->open();
     });
-    popups.setupGlobalShortcut();
-    Console::printLine(startupLine());
+    const auto hookShortcut = [&popups] {
+        if (!popups.isShortcutHooked()) {
+            popups.setupGlobalShortcut();
+            Console::printLine(startupLine());
+        }
+    };
+
+    OnboardingWindowManager guide(
+        {trustTest, VendorManager::shared(), KeychainService::shared(), hookShortcut});
+    if (Settings::standard().onboardingCompleted() && trustTest(false)) {
+        hookShortcut();
+    } else {
+        guide.showOnboarding();
+    }
     return app.exec();
 }
 
@@ -135,39 +150,6 @@ int exec(QApplication &app)
     // Static, so it outlives the accessibility thread, whose last call may
     // still be under way when the event loop ends.
     static const platform::Platform desktop = chosen::makePlatform();
-
-    const bool onboarded = Settings::standard().onboardingCompleted();
-    if (onboarded && isProcessTrusted(false, *desktop.keys)) {
-        return runLoop(app, desktop);
-    }
-
-    // The first-start guide's steps, on the console.
-    if (!isProcessTrusted(true, *desktop.keys)) {
-        Console::printError(QStringLiteral(
-            "Vellumo needs the desktop's accessibility interface (AT-SPI) and the XTest "
-            "extension of an X11 session, and could not turn them on. Install at-spi2-core, "
-            "log in to an X11 session and start Vellumo again."));
-        return 1;
-    }
-    KeychainService &keys = KeychainService::shared();
-    if (!keys.refreshPresenceNow()) {
-        // The key store has printed why it could not answer.
-        Console::printError(QStringLiteral("Vellumo cannot start before it can read the API "
-                                           "keys; start it again once the keyring answers."));
-        return 1;
-    }
-    const QList<AIVendor> &providers = AIVendors::allCases();
-    const bool anyKeyStored = std::any_of(providers.begin(), providers.end(), [&keys](AIVendor v) {
-        return keys.presence(v) == KeychainService::Presence::stored;
-    });
-    if (!anyKeyStored) {
-        Console::printError(
-            QStringLiteral("Vellumo is not set up yet: store the API key of your AI provider with\n"
-                           "  vellumo key set openai      (or anthropic, or gemini)\n"
-                           "which reads the key from standard input, then start Vellumo again."));
-        return 1;
-    }
-    Settings::standard().setOnboardingCompleted(true);
     return runLoop(app, desktop);
 }
 

@@ -6,11 +6,10 @@ class QApplication;
 // Vellumo on the desktop: the check made once at start, then the event loop.
 namespace DesktopStart {
 
-// When onboarding is completed and the session's accessibility is on, hooks
-// the popup shortcut and stays in the background. Otherwise it plays the part
-// of the first-start guide: it turns accessibility on for the session, and
-// when a provider key is stored it marks onboarding completed and hooks the
-// shortcut; when one is still missing it says what to do and returns 1.
+// When the first-start guide was completed and the session's accessibility
+// is on, hooks the popup shortcut and stays in the background. Otherwise it
+// opens the guide, which hooks the shortcut when the user finishes it (or
+// reaches its last step). Either way it runs until SIGINT or SIGTERM.
 int exec(QApplication &app);
 
 } // namespace DesktopStart

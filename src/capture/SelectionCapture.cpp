@@ -5,6 +5,7 @@
 #include "CaptureLog.h"
 #include "CopyMenuItem.h"
 #include "KeyInput.h"
+#include "OwnText.h"
 #include "Pasteboard.h"
 #include "Selections.h"
 #include "Windows.h"
@@ -25,6 +26,15 @@ constexpr QChar objectReplacement(0xFFFC);
 QObject *mainContext()
 {
     return QCoreApplication::instance();
+}
+
+template <typename T> QFuture<T> ready(T value)
+{
+    QPromise<T> promise;
+    promise.start();
+    promise.addResult(std::move(value));
+    promise.finish();
+    return promise.future();
 }
 
 // The sources the chain may use. VELLUMO_CAPTURE_SOURCES (a comma-separated
@@ -402,6 +412,31 @@ void runFallbacks(const std::shared_ptr<QPromise<CaptureResult>> &promise, const
         });
 }
 
+// The selection of Vellumo's own active window, read on this thread; nothing
+// when the active window is another application's.
+std::optional<CaptureResult> ownWindowSelection(const Context &context)
+{
+    if (!context.ownText) {
+        return std::nullopt;
+    }
+    const auto active = context.windows.active();
+    if (!active || !context.ownText->isOwnWindow(active->id)) {
+        return std::nullopt;
+    }
+    const std::optional<QString> text = context.ownText->selectedText(active->id);
+    if (!text || text->isEmpty()) {
+        qCInfo(lcCapture).noquote() << "No text selected in Vellumo's own window";
+        return CaptureResult{};
+    }
+    if (text->size() > maxSelectionCharacters) {
+        qCCritical(lcCapture).noquote()
+            << QStringLiteral("The selection is too long to send: %1 characters").arg(text->size());
+        return CaptureResult{};
+    }
+    qCInfo(lcCapture).noquote() << "Selected text in Vellumo's own window: " + *text;
+    return CaptureResult{text, Source::OwnWindow, false};
+}
+
 } // namespace
 
 QString withoutPlaceholders(QString text)
@@ -539,6 +574,9 @@ QFuture<std::optional<QString>> getSelectedTextByMenuBarActionCopy(const Context
 QFuture<CaptureResult> captureSelection(const Context &context)
 {
     qCInfo(lcCapture).noquote() << "Attempting to get selected text";
+    if (const auto own = ownWindowSelection(context)) {
+        return ready(*own);
+    }
     auto promise = std::make_shared<QPromise<CaptureResult>>();
     promise->start();
     const Sources sources = Sources::configured();

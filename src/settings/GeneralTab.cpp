@@ -17,7 +17,6 @@
 #include <QPushButton>
 #include <QScrollArea>
 #include <QStackedWidget>
-#include <QTimer>
 #include <QVBoxLayout>
 
 namespace {
@@ -44,7 +43,7 @@ QWidget *statusRow(QLabel *icon, QLabel *text, QWidget *parent)
 GeneralTab::GeneralTab(const platform::LoginItem &loginItem, BaseInstructionsService &instructions,
                        TrustTest trustTest, QWidget *parent)
     : QWidget(parent), m_loginItem(loginItem), m_instructionsService(instructions),
-      m_trustTest(std::move(trustTest)), m_accessibilityPoll(new QTimer(this))
+      m_accessibility(new AccessibilityPermission(std::move(trustTest), this))
 {
     setObjectName(QStringLiteral("generalTab"));
     auto *column = new GradientBackground;
@@ -70,8 +69,8 @@ GeneralTab::GeneralTab(const platform::LoginItem &loginItem, BaseInstructionsSer
     layout->setContentsMargins(0, 0, 0, 0);
     layout->addWidget(scroll);
 
-    m_accessibilityPoll->setInterval(accessibilityPollMs);
-    connect(m_accessibilityPoll, &QTimer::timeout, this, &GeneralTab::pollAccessibility);
+    connect(m_accessibility, &AccessibilityPermission::grantedChanged, this,
+            &GeneralTab::showAccessibility);
     applyColors();
 }
 
@@ -80,15 +79,8 @@ QWidget *GeneralTab::shortcutCard()
     auto *card = new SettingsCard(
         SettingsStyle::Icon::keyboard, QStringLiteral("Keyboard Shortcuts"),
         QStringLiteral("Set the keyboard shortcut to show the AI popup when text is selected."));
-    auto *row = new QHBoxLayout;
-    auto *label = new QLabel(QStringLiteral("Show AI Popup:"), card);
-    label->setFont(SettingsStyle::bodyFont());
-    m_recorder = new ShortcutRecorder(GlobalShortcuts::Name::showPopup(), card);
-    label->setBuddy(m_recorder);
-    row->addWidget(label);
-    row->addStretch(1);
-    row->addWidget(m_recorder);
-    card->contentLayout()->addLayout(row);
+    card->contentLayout()->addLayout(
+        showPopupRecorderRow(card, SettingsStyle::bodyFont(), &m_recorder));
     return card;
 }
 
@@ -142,7 +134,6 @@ QWidget *GeneralTab::accessibilityCard()
 
 void GeneralTab::showAccessibility(bool granted)
 {
-    m_granted = granted;
     const QPalette &pal = palette();
     m_accessIcon->setPixmap(SettingsStyle::tintedPixmap(
         granted ? SettingsStyle::Icon::check : SettingsStyle::Icon::cross,
@@ -154,24 +145,8 @@ void GeneralTab::showAccessibility(bool granted)
 
 void GeneralTab::grantPermission()
 {
-    const bool granted = m_trustTest(true);
     m_restartNote->show();
-    showAccessibility(granted);
-    if (granted) {
-        m_accessibilityPoll->stop();
-        return;
-    }
-    // start() restarts a running timer: one poll at a time, however often
-    // the button is pressed.
-    m_accessibilityPoll->start();
-}
-
-void GeneralTab::pollAccessibility()
-{
-    if (m_trustTest(false)) {
-        m_accessibilityPoll->stop();
-        showAccessibility(true);
-    }
+    m_accessibility->grant();
 }
 
 QWidget *GeneralTab::instructionsCard()
@@ -236,7 +211,7 @@ void GeneralTab::applyColors()
     m_addedIcon->setPixmap(SettingsStyle::tintedPixmap(SettingsStyle::Icon::check,
                                                        SettingsStyle::successColor(pal),
                                                        statusIconSize, devicePixelRatioF()));
-    showAccessibility(m_granted);
+    showAccessibility(m_accessibility->isGranted());
     const QColor accent = SettingsStyle::accentColor(pal);
     const QString buttons = SettingsStyle::prominentButtonSheet(pal);
     m_grant->setStyleSheet(buttons);
@@ -261,9 +236,6 @@ void GeneralTab::showEvent(QShowEvent *event)
 {
     QWidget::showEvent(event);
     // Without prompting: looking must not change the session.
-    showAccessibility(m_trustTest(false));
-    if (m_granted) {
-        m_accessibilityPoll->stop();
-    }
+    showAccessibility(m_accessibility->check());
     m_launchAtLogin->setChecked(m_loginItem.isEnabled());
 }

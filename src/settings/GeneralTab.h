@@ -1,8 +1,9 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
+#include "AccessibilityPermission.h"
+
 #include <QWidget>
-#include <functional>
 
 class BaseInstructionsService;
 class QAbstractButton;
@@ -10,7 +11,6 @@ class QLabel;
 class QPlainTextEdit;
 class QPushButton;
 class QStackedWidget;
-class QTimer;
 class ShortcutRecorder;
 class ToggleSwitch;
 
@@ -27,7 +27,7 @@ class GeneralTab : public QWidget {
 public:
     // Whether the desktop lets Vellumo read other applications' text; with
     // prompt, it first turns the session's accessibility on.
-    using TrustTest = std::function<bool(bool prompt)>;
+    using TrustTest = AccessibilityPermission::TrustTest;
 
     GeneralTab(const platform::LoginItem &loginItem, BaseInstructionsService &instructions,
                TrustTest trustTest, QWidget *parent = nullptr);
@@ -40,9 +40,6 @@ public:
     QPushButton *addDefaultPromptsButton() const { return m_addDefaults; }
     // The page showing the button, or the "Added" mark after it was used.
     QStackedWidget *defaultPromptsState() const { return m_defaultsState; }
-
-    // Every second after Grant Permission until the trust test passes.
-    static constexpr int accessibilityPollMs = 1000;
 
 protected:
     void showEvent(QShowEvent *event) override;
@@ -58,12 +55,12 @@ private:
     void setLaunchAtLogin(bool enabled);
     void showAccessibility(bool granted);
     void grantPermission();
-    void pollAccessibility();
     void applyColors();
 
     const platform::LoginItem &m_loginItem;
     BaseInstructionsService &m_instructionsService;
-    TrustTest m_trustTest;
+    // Checked every second after Grant Permission until it passes.
+    AccessibilityPermission *m_accessibility;
 
     ShortcutRecorder *m_recorder = nullptr;
     ToggleSwitch *m_launchAtLogin = nullptr;
@@ -71,8 +68,6 @@ private:
     QLabel *m_accessStatus = nullptr;
     QPushButton *m_grant = nullptr;
     QLabel *m_restartNote = nullptr;
-    QTimer *m_accessibilityPoll;
-    bool m_granted = false;
     QPlainTextEdit *m_instructions = nullptr;
     QPushButton *m_addDefaults = nullptr;
     QLabel *m_addedIcon = nullptr;

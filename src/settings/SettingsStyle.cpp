@@ -240,10 +240,27 @@ QIcon icon(Icon icon, const QColor &color)
 
 QPixmap tintedPixmap(Icon icon, const QColor &color, int size, qreal devicePixelRatio)
 {
+    return tintedPixmap(resource(icon), color, size, devicePixelRatio);
+}
+
+QPixmap tintedPixmap(const QString &svgPath, const QColor &color, int size, qreal devicePixelRatio)
+{
     const int pixels = qRound(size * devicePixelRatio);
-    QPixmap pixmap = QPixmap::fromImage(renderTinted(resource(icon), QSize(pixels, pixels), color));
+    QPixmap pixmap = QPixmap::fromImage(renderTinted(svgPath, QSize(pixels, pixels), color));
     pixmap.setDevicePixelRatio(devicePixelRatio);
     return pixmap;
+}
+
+QString borderedButtonSheet(const QPalette &palette)
+{
+    const QColor face = palette.color(QPalette::Active, QPalette::Button);
+    return QStringLiteral("QPushButton { background: %1; color: %2; border: 1px solid %3;"
+                          " border-radius: 6px; padding: 5px 15px; }"
+                          "QPushButton:hover { border-color: %4; }"
+                          "QPushButton:focus { border: 2px solid %4; padding: 4px 14px; }"
+                          "QPushButton:pressed { background: %5; }")
+        .arg(face.name(), palette.color(QPalette::Active, QPalette::ButtonText).name(),
+             borderColor(palette).name(), accentColor(palette).name(), face.darker(110).name());
 }
 
 QIcon spinnerFrame(int step, const QColor &color)

@@ -85,6 +85,12 @@ QIcon icon(Icon icon, const QColor &color);
 // Always the bundled drawing, in the colour: where the colour says
 // something (a green mark, a card's accent).
 QPixmap tintedPixmap(Icon icon, const QColor &color, int size, qreal devicePixelRatio);
+// Another window's one-colour SVG drawing (a resource path), the same way.
+QPixmap tintedPixmap(const QString &svgPath, const QColor &color, int size, qreal devicePixelRatio);
+// The style sheet of the other push buttons beside a prominent one: the
+// button colour with a border, a ring in the accent colour while focused.
+QString borderedButtonSheet(const QPalette &palette);
+
 // One frame of a small spinning arc; step counts twelfths of a turn.
 QIcon spinnerFrame(int step, const QColor &color);
 

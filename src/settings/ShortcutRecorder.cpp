@@ -10,7 +10,9 @@
 #include <QAction>
 #include <QApplication>
 #include <QFocusEvent>
+#include <QHBoxLayout>
 #include <QKeyEvent>
+#include <QLabel>
 #include <QMessageBox>
 #include <QMouseEvent>
 #include <QPainter>
@@ -592,4 +594,18 @@ bool ShortcutRecorder::eventFilter(QObject *watched, QEvent *event)
         }
     }
     return QLineEdit::eventFilter(watched, event);
+}
+
+QHBoxLayout *showPopupRecorderRow(QWidget *parent, const QFont &labelFont,
+                                  ShortcutRecorder **recorder)
+{
+    auto *row = new QHBoxLayout;
+    auto *label = new QLabel(QStringLiteral("Show AI Popup:"), parent);
+    label->setFont(labelFont);
+    *recorder = new ShortcutRecorder(GlobalShortcuts::Name::showPopup(), parent);
+    label->setBuddy(*recorder);
+    row->addWidget(label);
+    row->addStretch(1);
+    row->addWidget(*recorder);
+    return row;
 }

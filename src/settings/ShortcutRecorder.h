@@ -10,6 +10,7 @@
 
 class QAction;
 class QToolButton;
+class QHBoxLayout;
 
 // The recorder's texts, by name, in English.
 namespace RecorderText {
@@ -92,3 +93,9 @@ private:
     // again, also after the window manager let it go inactive meanwhile.
     bool m_resumeOnActivation = false;
 };
+
+// The row both the settings and the first-start guide show: "Show AI
+// Popup:" in the given font, and at the far end the recorder of the popup's
+// shortcut, made in parent.
+QHBoxLayout *showPopupRecorderRow(QWidget *parent, const QFont &labelFont,
+                                  ShortcutRecorder **recorder);

@@ -2,7 +2,7 @@
 #include "VendorForm.h"
 
 #include "APIError.h"
-#include "KeyWriter.h"
+#include "ApiKeyField.h"
 #include "KeychainService.h"
 #include "NoticeLabel.h"
 #include "SettingsStyle.h"
@@ -45,10 +45,9 @@ QVBoxLayout *fieldBlock(QLabel *label, QWidget *field)
 
 VendorForm::VendorForm(AIVendor vendor, VendorManager &vendors, KeychainService &keys,
                        QWidget *parent)
-    : QWidget(parent), m_vendor(vendor), m_vendors(vendors), m_keys(keys),
-      m_writer(new KeyWriter(keys, vendor, this)), m_key(new QLineEdit(this)),
-      m_reveal(new QToolButton(this)), m_keyProblem(new NoticeLabel(this)),
-      m_host(new QLineEdit(this)), m_subPath(new QLineEdit(this)), m_model(new QComboBox(this)),
+    : QWidget(parent), m_vendor(vendor), m_vendors(vendors),
+      m_key(new ApiKeyField(vendor, keys, tr("API Key"), this)), m_host(new QLineEdit(this)),
+      m_subPath(new QLineEdit(this)), m_model(new QComboBox(this)),
       m_default(new ToggleSwitch(tr("Default Vendor"), this)), m_save(new QPushButton(this)),
       m_outcome(new NoticeLabel(this)), m_spinner(new QTimer(this))
 {
@@ -58,6 +57,21 @@ VendorForm::VendorForm(AIVendor vendor, VendorManager &vendors, KeychainService 
     connectFields();
     styleFields();
     setSaving(false);
+}
+
+QLineEdit *VendorForm::keyField() const
+{
+    return m_key->lineEdit();
+}
+
+QToolButton *VendorForm::revealButton() const
+{
+    return m_key->revealButton();
+}
+
+NoticeLabel *VendorForm::keyProblem() const
+{
+    return m_key->problem();
 }
 
 void VendorForm::changeEvent(QEvent *event)
@@ -79,8 +93,9 @@ void VendorForm::styleFields()
     const QColor fill = SettingsStyle::mixed(own.color(QPalette::Base), own.color(QPalette::Text),
                                              SettingsStyle::isDark(own) ? 0.07 : 0.0);
     m_save->setStyleSheet(SettingsStyle::prominentButtonSheet(own));
-    for (QWidget *field : {static_cast<QWidget *>(m_key), static_cast<QWidget *>(m_host),
-                           static_cast<QWidget *>(m_subPath), static_cast<QWidget *>(m_model)}) {
+    for (QWidget *field :
+         {static_cast<QWidget *>(m_key->lineEdit()), static_cast<QWidget *>(m_host),
+          static_cast<QWidget *>(m_subPath), static_cast<QWidget *>(m_model)}) {
         QPalette fieldPalette = field->palette();
         fieldPalette.setColor(QPalette::Base, fill);
         field->setPalette(fieldPalette);
@@ -99,23 +114,8 @@ void VendorForm::buildLayout()
     heading->setForegroundRole(QPalette::Text);
     layout->addWidget(heading);
 
-    m_key->setEchoMode(QLineEdit::Password);
-    m_key->setPlaceholderText(tr("API Key"));
-    m_reveal->setCheckable(true);
-    m_reveal->setAutoRaise(true);
-    m_reveal->setIconSize(QSize(16, 16));
-    m_reveal->setCursor(Qt::ArrowCursor);
-    setRevealed(false);
-    auto *keyRow = new QHBoxLayout;
-    keyRow->setSpacing(4);
-    keyRow->addWidget(m_key);
-    keyRow->addWidget(m_reveal);
-    QVBoxLayout *keyBlock =
-        fieldBlock(SettingsStyle::fieldCaption(tr("API Key"), m_key, this), keyRow);
-    m_keyProblem->setFramed(false);
-    m_keyProblem->setFont(SettingsStyle::captionFont());
-    keyBlock->addWidget(m_keyProblem);
-    layout->addLayout(keyBlock);
+    layout->addLayout(
+        fieldBlock(SettingsStyle::fieldCaption(tr("API Key"), m_key->lineEdit(), this), m_key));
 
     m_host->setPlaceholderText(tr("Host"));
     layout->addLayout(fieldBlock(SettingsStyle::fieldCaption(tr("Host"), m_host, this), m_host));
@@ -146,14 +146,15 @@ void VendorForm::buildLayout()
 
 void VendorForm::connectFields()
 {
-    connect(m_reveal, &QToolButton::toggled, this, &VendorForm::setRevealed);
-    connect(m_key, &QLineEdit::textEdited, this, [this](const QString &key) {
-        m_keyTyped = true;
-        m_writer->write(key);
-        updateSaveButton();
+    connect(m_key, &ApiKeyField::edited, this, &VendorForm::updateSaveButton);
+    connect(m_key, &ApiKeyField::written, this, [this](bool keyStored) {
+        if (keyStored) {
+            fetchModels();
+        }
     });
-    connect(m_writer, &KeyWriter::idle, this, [this](bool succeeded, bool keyStored) {
-        if (succeeded && keyStored) {
+    connect(m_key, &ApiKeyField::loaded, this, [this](const QString &key) {
+        updateSaveButton();
+        if (!key.trimmed().isEmpty()) {
             fetchModels();
         }
     });
@@ -189,13 +190,6 @@ void VendorForm::connectFields()
             showModels(m_model->currentText());
         }
     });
-    connect(&m_keys, &KeychainService::presenceChanged, this, [this] {
-        showKeyProblem();
-        // The key store answers again: what it did not take is written now.
-        if (m_keys.problem().isEmpty() && m_writer->isIdle()) {
-            m_writer->retry();
-        }
-    });
 }
 
 void VendorForm::editConfiguration(const std::function<void(VendorConfig &)> &change)
@@ -213,47 +207,7 @@ void VendorForm::reload()
     showModels(config.selectedModel);
     showDefault();
     showValidation();
-    showKeyProblem();
-    loadKey();
-}
-
-void VendorForm::loadKey()
-{
-    if (m_writer->hasUnwritten()) {
-        // The key store did not take what was typed: it is asked again.
-        m_writer->retry();
-        return;
-    }
-    if (!m_writer->isIdle()) {
-        // The field holds what was typed last, which is still on its way.
-        return;
-    }
-    m_keyTyped = false;
-    const int read = ++m_keyReads;
-    m_keys.keyForRequest(m_vendor)
-        .then(this,
-              [this, read](const QString &key) {
-                  if (read != m_keyReads || m_keyTyped) {
-                      return;
-                  }
-                  m_key->setText(key);
-                  updateSaveButton();
-                  if (!key.trimmed().isEmpty()) {
-                      fetchModels();
-                  }
-              })
-        // The key store's sentence shows through presenceChanged.
-        .onFailed(this, [](const KeyStoreError &) {});
-}
-
-void VendorForm::showKeyProblem()
-{
-    const QString problem = m_keys.problem();
-    if (problem.isEmpty()) {
-        m_keyProblem->hide();
-    } else {
-        m_keyProblem->showNotice(NoticeLabel::Kind::error, problem);
-    }
+    m_key->reload();
 }
 
 void VendorForm::showValidation()
@@ -284,19 +238,9 @@ void VendorForm::showModels(const QString &current)
     m_model->lineEdit()->setCursorPosition(cursor);
 }
 
-void VendorForm::setRevealed(bool revealed)
-{
-    m_key->setEchoMode(revealed ? QLineEdit::Normal : QLineEdit::Password);
-    m_reveal->setIcon(
-        SettingsStyle::icon(revealed ? SettingsStyle::Icon::eyeOff : SettingsStyle::Icon::eye));
-    const QString action = revealed ? tr("Hide API key") : tr("Show API key");
-    m_reveal->setToolTip(action);
-    m_reveal->setAccessibleName(action);
-}
-
 void VendorForm::updateSaveButton()
 {
-    m_save->setEnabled(!m_saving && !m_key->text().isEmpty());
+    m_save->setEnabled(!m_saving && !m_key->isEmpty());
 }
 
 void VendorForm::setSaving(bool saving)
@@ -318,41 +262,16 @@ void VendorForm::setSaving(bool saving)
 
 void VendorForm::save()
 {
-    if (m_saving || m_key->text().isEmpty()) {
+    if (m_saving || m_key->isEmpty()) {
         return;
     }
     setSaving(true);
-    if (m_writer->isIdle()) {
-        validateStoredKey();
-    } else {
-        // The key as typed last is read once it is stored.
-        connect(m_writer, &KeyWriter::idle, this, &VendorForm::validateStoredKey,
-                Qt::SingleShotConnection);
-    }
-}
-
-void VendorForm::validateStoredKey()
-{
-    m_keys.keyForRequest(m_vendor)
-        .then(this,
-              [this](const QString &key) {
-                  if (key.isEmpty()) {
-                      setSaving(false);
-                      return;
-                  }
-                  m_vendors.validateVendor(m_vendors.configuration(m_vendor)).then(this, [this] {
-                      setSaving(false);
-                  });
-              })
-        .onFailed(this, [this](const KeyStoreError &) { setSaving(false); });
+    m_key->validateStoredKey(m_vendors, this, [this] { setSaving(false); });
 }
 
 void VendorForm::removeKey()
 {
-    // A read under way must not bring the key back into the field.
-    m_keyTyped = true;
     m_key->clear();
-    m_writer->write(QString());
     QMap<AIVendor, ValidationState> states = m_vendors.validationStates();
     states.insert(m_vendor, ValidationState::notValidated());
     m_vendors.setValidationStates(states);

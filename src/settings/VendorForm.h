@@ -6,7 +6,7 @@
 #include <QWidget>
 #include <functional>
 
-class KeyWriter;
+class ApiKeyField;
 class KeychainService;
 class NoticeLabel;
 class QComboBox;
@@ -43,14 +43,14 @@ public:
     void removeKey();
     bool isSaving() const { return m_saving; }
 
-    QLineEdit *keyField() const { return m_key; }
-    QToolButton *revealButton() const { return m_reveal; }
+    QLineEdit *keyField() const;
+    QToolButton *revealButton() const;
     QLineEdit *hostField() const { return m_host; }
     QLineEdit *subPathField() const { return m_subPath; }
     QComboBox *modelBox() const { return m_model; }
     ToggleSwitch *defaultSwitch() const { return m_default; }
     QPushButton *saveButton() const { return m_save; }
-    NoticeLabel *keyProblem() const { return m_keyProblem; }
+    NoticeLabel *keyProblem() const;
     NoticeLabel *outcome() const { return m_outcome; }
 
 protected:
@@ -61,26 +61,18 @@ private:
     void buildLayout();
     void styleFields();
     void connectFields();
-    void loadKey();
-    void showKeyProblem();
     void showValidation();
     void showDefault();
     void showModels(const QString &current);
-    void setRevealed(bool revealed);
     void setSaving(bool saving);
-    void validateStoredKey();
     void fetchModels();
     void updateSaveButton();
     void editConfiguration(const std::function<void(VendorConfig &)> &change);
 
     AIVendor m_vendor;
     VendorManager &m_vendors;
-    KeychainService &m_keys;
-    KeyWriter *m_writer;
 
-    QLineEdit *m_key;
-    QToolButton *m_reveal;
-    NoticeLabel *m_keyProblem;
+    ApiKeyField *m_key;
     QLineEdit *m_host;
     QLineEdit *m_subPath;
     QComboBox *m_model;
@@ -91,8 +83,6 @@ private:
     int m_spinnerStep = 0;
 
     bool m_saving = false;
-    bool m_keyTyped = false; // since the last read was asked for
-    int m_keyReads = 0;      // the newest read's number; older answers are dropped
     bool m_fetching = false;
     bool m_fetchAgain = false;
 };

@@ -8,6 +8,7 @@
 #include "FakePopupSupport.h"
 #include "FakeSelections.h"
 #include "FakeWindows.h"
+#include "QtOwnText.h"
 
 namespace platform::fake {
 
@@ -21,6 +22,7 @@ Platform makePlatform()
     platform.popups = std::make_unique<PopupSupport>();
     platform.loginItem = std::make_unique<LoginItem>();
     platform.notifications = std::make_unique<Notifications>();
+    platform.ownText = std::make_unique<QtOwnText>();
     return platform;
 }
 

@@ -2,6 +2,7 @@
 #include "X11Platform.h"
 
 #include "FreedesktopNotifications.h"
+#include "QtOwnText.h"
 #include "X11HotKeys.h"
 #include "X11KeyInput.h"
 #include "X11PopupSupport.h"
@@ -24,6 +25,7 @@ Platform makePlatform()
     platform.loginItem = std::make_unique<XdgAutostart>(XdgAutostart::executableToStart(
         QStringLiteral(VELLUMO_INSTALLED_EXECUTABLE), QCoreApplication::applicationFilePath()));
     platform.notifications = std::make_unique<FreedesktopNotifications>();
+    platform.ownText = std::make_unique<QtOwnText>();
     return platform;
 }
 

@@ -178,6 +178,7 @@ public:
 // True when the accessibility bus answers, accessibility is enabled on the
 // session, and the desktop takes synthetic keys from Vellumo. With prompt,
 // switches accessibility on first (applications started before may need a
-// restart to expose themselves). Any thread; blocks for one bounded D-Bus
+// restart to expose themselves), on GNOME also for the logins to come (its
+// toolkit-accessibility setting). Any thread; blocks for one bounded D-Bus
 // round trip.
 bool isProcessTrusted(bool prompt, const platform::KeyInput &keys);

@@ -10,6 +10,7 @@
 #include <QDBusConnection>
 #include <QDBusMessage>
 #include <QDBusVariant>
+#include <QProcess>
 #include <QQueue>
 // The published AT-SPI enumerations only (roles, states, coordinate types);
 // nothing of libatspi itself is linked.
@@ -738,6 +739,24 @@ AXResult<UIElement> Application::menuBar() const
     return AXResult<UIElement>::none();
 }
 
+namespace {
+
+// GNOME switches the session's accessibility on at each login from this
+// setting: without it, what the prompt turned on is off again next time.
+// gsettings runs on its own; nothing waits for it.
+void keepOnAfterLoginOnGnome()
+{
+    const QStringList desktops = qEnvironmentVariable("XDG_CURRENT_DESKTOP").split(u':');
+    if (!desktops.contains(QStringLiteral("GNOME"), Qt::CaseInsensitive)) {
+        return;
+    }
+    QProcess::startDetached(QStringLiteral("gsettings"),
+                            {QStringLiteral("set"), QStringLiteral("org.gnome.desktop.interface"),
+                             QStringLiteral("toolkit-accessibility"), QStringLiteral("true")});
+}
+
+} // namespace
+
 bool isProcessTrusted(bool prompt, const platform::KeyInput &keys)
 {
     auto bus = QDBusConnection::sessionBus();
@@ -753,6 +772,7 @@ bool isProcessTrusted(bool prompt, const platform::KeyInput &keys)
         auto set = QDBusMessage::createMethodCall(service, path, props, QStringLiteral("Set"));
         set << status << QStringLiteral("IsEnabled") << QVariant::fromValue(QDBusVariant(true));
         bus.call(set, QDBus::Block, timeout);
+        keepOnAfterLoginOnGnome();
     }
     auto get = QDBusMessage::createMethodCall(service, path, props, QStringLiteral("Get"));
     get << status << QStringLiteral("IsEnabled");

@@ -1,14 +1,18 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "DesktopStart.h"
 
-#include "AIVendor.h"
 #include "ApplicationService.h"
 #include "Console.h"
 #include "GlobalShortcuts.h"
 #include "HotKeyLayer.h"
 #include "KeychainService.h"
+#include "Network.h"
+#include "OnboardingWindowManager.h"
 #include "PopupManager.h"
 #include "Settings.h"
+#include "ScreenActivation.h"
+#include "SettingsPages.h"
+#include "SettingsWindow.h"
 #include "Shell.h"
 #include "UIElement.h"
 #include "Updater.h"
@@ -26,6 +30,7 @@ namespace chosen = platform::fake;
 #include <QApplication>
 #include <QSocketNotifier>
 #include <csignal>
+#include <memory>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -99,30 +104,51 @@ QString startupLine()
            u'.';
 }
 
-// Hooks the shortcut, shows the tray icon and runs the loop until the
-// application quits.
+// The start-up check: with the guide completed and accessibility on, the
+// shortcut is hooked and Vellumo stays in the tray; otherwise the
+// first-start guide opens, and hooks the shortcut itself.
 int runLoop(QApplication &app, platform::Platform &desktop, ApplicationService &service)
 {
+    Network::preloadInBackground();
     GlobalShortcuts::HotKeyLayer::shared().setBackend(desktop.hotKeys->makeBackend());
     PopupManager popups(*desktop.windows, *desktop.selections, *desktop.keys, *desktop.popups,
-                        VendorManager::shared(), KeychainService::shared());
+                        *desktop.ownText, VendorManager::shared(), KeychainService::shared());
+    const platform::KeyInput &keys = *desktop.keys;
+    const auto trustTest = [&keys](bool prompt) { return isProcessTrusted(prompt, keys); };
+    // Made at its first opening, kept (hidden) when closed.
+    std::unique_ptr<SettingsWindow> settings;
+    const auto openSettings = [&settings, &desktop, trustTest] {
+        if (!settings) {
+            settings = makeSettingsWindow({
+                .loginItem = *desktop.loginItem,
+                .trustTest = trustTest,
+                .vendors = VendorManager::shared(),
+                .keys = KeychainService::shared(),
+            });
+        }
+        settings->open();
+    };
+    popups.setOpenSettings(openSettings);
+    const auto hookShortcut = [&popups] {
+        if (!popups.isShortcutHooked()) {
+            popups.setupGlobalShortcut();
+            Console::printLine(startupLine());
+        }
+    };
+
+    OnboardingWindowManager guide(
+        {trustTest, VendorManager::shared(), KeychainService::shared(), hookShortcut});
     Shell shell(service, *desktop.notifications, Updater::configuredFeed(),
                 {
-                    .openSettings =
-                        [] {
-                            Console::printLine(QStringLiteral(
-                                "Settings asked for, but this build has no settings window."));
-                        },
-                    .showOnboarding =
-                        [] {
-                            Console::printLine(QStringLiteral(
-                                "Onboarding asked for, but this build has no first-start "
-                                "guide."));
-                        },
+                    .openSettings = openSettings,
+                    .showOnboarding = [&guide] { guide.showOnboarding(); },
                     .showPopup = [&popups] { popups.handleShortcut(); },
                 });
-    popups.setupGlobalShortcut();
-    Console::printLine(startupLine());
+    if (Settings::standard().onboardingCompleted() && trustTest(false)) {
+        hookShortcut();
+    } else {
+        guide.showOnboarding();
+    }
     shell.start();
     return app.exec();
 }
@@ -165,43 +191,10 @@ int exec(QApplication &app)
     quitOnSignals(app);
     // However the process ends (Quit, a signal), the way out is the same.
     QObject::connect(&app, &QCoreApplication::aboutToQuit, &app,
-                     [] { Console::printLine(QStringLiteral("Deactivating screen")); });
+                     [] { ScreenActivation::deactivateScreen(); });
     // Static, so it outlives the accessibility thread, whose last call may
     // still be under way when the event loop ends.
     static platform::Platform desktop = chosen::makePlatform();
-
-    const bool onboarded = Settings::standard().onboardingCompleted();
-    if (onboarded && isProcessTrusted(false, *desktop.keys)) {
-        return runLoop(app, desktop, service);
-    }
-
-    // The first-start guide's steps, on the console.
-    if (!isProcessTrusted(true, *desktop.keys)) {
-        Console::printError(QStringLiteral(
-            "Vellumo needs the desktop's accessibility interface (AT-SPI) and the XTest "
-            "extension of an X11 session, and could not turn them on. Install at-spi2-core, "
-            "log in to an X11 session and start Vellumo again."));
-        return 1;
-    }
-    KeychainService &keys = KeychainService::shared();
-    if (!keys.refreshPresenceNow()) {
-        // The key store has printed why it could not answer.
-        Console::printError(QStringLiteral("Vellumo cannot start before it can read the API "
-                                           "keys; start it again once the keyring answers."));
-        return 1;
-    }
-    const QList<AIVendor> &providers = AIVendors::allCases();
-    const bool anyKeyStored = std::any_of(providers.begin(), providers.end(), [&keys](AIVendor v) {
-        return keys.presence(v) == KeychainService::Presence::stored;
-    });
-    if (!anyKeyStored) {
-        Console::printError(
-            QStringLiteral("Vellumo is not set up yet: store the API key of your AI provider with\n"
-                           "  vellumo key set openai      (or anthropic, or gemini)\n"
-                           "which reads the key from standard input, then start Vellumo again."));
-        return 1;
-    }
-    Settings::standard().setOnboardingCompleted(true);
     return runLoop(app, desktop, service);
 }
 

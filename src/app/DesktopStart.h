@@ -11,12 +11,11 @@ namespace DesktopStart {
 bool hasDisplay();
 
 // One instance per session: when Vellumo already runs, asks it to open its
-// settings and returns 0. Otherwise:
-// When onboarding is completed and the session's accessibility is on, hooks
-// the popup shortcut and stays in the background. Otherwise it plays the part
-// of the first-start guide: it turns accessibility on for the session, and
-// when a provider key is stored it marks onboarding completed and hooks the
-// shortcut; when one is still missing it says what to do and returns 1.
+// settings and returns 0. Otherwise, when the first-start guide was
+// completed and the session's accessibility is on, hooks the popup shortcut
+// and stays in the tray; else it opens the guide, which hooks the shortcut
+// when the user finishes it (or reaches its last step). Either way it runs
+// until Quit, SIGINT or SIGTERM.
 int exec(QApplication &app);
 
 } // namespace DesktopStart

@@ -44,6 +44,7 @@ int main(int argc, char *argv[])
     }
     QApplication app(argc, argv);
     describe();
-    QApplication::setApplicationDisplayName(QStringLiteral("Vellumo"));
+    // No application display name: Qt would append it to every window
+    // title ("Vellumo Settings — Vellumo").
     return DesktopStart::exec(app);
 }

@@ -197,19 +197,46 @@ bool focusIsOnAMenu(const platform::Windows &windows)
             *role.value == UIElement::Role::MenuItem);
 }
 
-bool inMenus(const platform::Windows &windows, const platform::KeyInput &keys)
+bool inMenus(const platform::Windows &windows, const platform::KeyInput &keys,
+             platform::KeyboardGrabWatch *grabs)
 {
     // An open menu holds the keyboard, even one the toolkit does not show.
-    return keys.keyboardGrabbedByAnother() || focusIsOnAMenu(windows);
+    // A grab of our own to find out would make the menu's grab fail while it
+    // is held, and the application take the keyboard later: the watch only
+    // looks.
+    const bool grabbed = grabs ? grabs->grabHeld() : keys.keyboardGrabbedByAnother();
+    return grabbed || focusIsOnAMenu(windows);
+}
+
+// Until a menu holds the keyboard again, when the application took it for the
+// press; at most timeoutMs.
+void awaitMenuReturn(platform::KeyboardGrabWatch *grabs, int timeoutMs)
+{
+    if (!grabs || grabs->grabsTaken() == 0 || grabs->grabHeld()) {
+        return;
+    }
+    qCInfo(lcCapture).noquote() << "The application's menus gave the keyboard back: waiting "
+                                   "for the menu it leaves open";
+    QElapsedTimer clock;
+    clock.start();
+    while (!grabs->grabHeld()) {
+        if (clock.elapsed() >= timeoutMs) {
+            qCInfo(lcCapture).noquote() << "No menu took the keyboard again";
+            return;
+        }
+        QThread::msleep(5);
+    }
 }
 
 } // namespace
 
-bool leaveMenuMode(const platform::Windows &windows, const platform::KeyInput &keys, int timeoutMs)
+bool leaveMenuMode(const platform::Windows &windows, const platform::KeyInput &keys,
+                   platform::KeyboardGrabWatch *grabs, int timeoutMs)
 {
+    awaitMenuReturn(grabs, menuReturnTimeoutMs);
     // An open menu takes one Escape, the menu bar's keyboard mode another.
     for (int round = 0; round < 3; ++round) {
-        if (!inMenus(windows, keys)) {
+        if (!inMenus(windows, keys, grabs)) {
             return true;
         }
         qCInfo(lcCapture).noquote() << "The application's menus kept the focus: leaving them";
@@ -218,12 +245,12 @@ bool leaveMenuMode(const platform::Windows &windows, const platform::KeyInput &k
         clock.start();
         while (clock.elapsed() < timeoutMs / 3) {
             QThread::msleep(10);
-            if (!inMenus(windows, keys)) {
+            if (!inMenus(windows, keys, grabs)) {
                 return true;
             }
         }
     }
-    return !inMenus(windows, keys);
+    return !inMenus(windows, keys, grabs);
 }
 
 } // namespace CopyMenuItem

@@ -8,6 +8,7 @@
 #include <QString>
 
 namespace platform {
+class KeyboardGrabWatch;
 class KeyInput;
 class Windows;
 } // namespace platform
@@ -43,10 +44,21 @@ UIElement findEnabledCopyItem(const platform::Windows &windows, const platform::
 
 // Some applications (LibreOffice) leave their menu bar in keyboard mode
 // after one of its items was pressed through accessibility, so the next keys
-// (the paste) would go to the menus: when the focus is on a menu, Escape
-// ends that mode, as it would for a user. Waits until the focus has left the
-// menus, at most timeoutMs; answers whether it has.
+// (the popup's, the paste) would go to the menus: when the focus is on a menu
+// or a menu holds the keyboard, Escape ends that mode, as it would for a
+// user. Waits until the focus has left the menus, at most timeoutMs; answers
+// whether it has.
+//
+// grabs watches the keyboard from just before the press. LibreOffice opens
+// the item's menu for the press (taking the keyboard), closes it (giving it
+// back), and only then takes the keyboard again for the menu it leaves open,
+// sometimes after the copy already came: an application that took the
+// keyboard for the press is first waited for until a menu holds it again, at
+// most menuReturnTimeoutMs. Without a watch, a grab of Vellumo's own asks
+// whether another client holds the keyboard.
 bool leaveMenuMode(const platform::Windows &windows, const platform::KeyInput &keys,
-                   int timeoutMs = 300);
+                   platform::KeyboardGrabWatch *grabs, int timeoutMs = 300);
+
+constexpr int menuReturnTimeoutMs = 1000;
 
 } // namespace CopyMenuItem

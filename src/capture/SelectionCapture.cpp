@@ -4,6 +4,8 @@
 #include "AccessibilityThread.h"
 #include "CaptureLog.h"
 #include "CopyMenuItem.h"
+#include "KeyInput.h"
+#include "OwnText.h"
 #include "Pasteboard.h"
 #include "Selections.h"
 #include "Windows.h"
@@ -24,6 +26,15 @@ constexpr QChar objectReplacement(0xFFFC);
 QObject *mainContext()
 {
     return QCoreApplication::instance();
+}
+
+template <typename T> QFuture<T> ready(T value)
+{
+    QPromise<T> promise;
+    promise.start();
+    promise.addResult(std::move(value));
+    promise.finish();
+    return promise.future();
 }
 
 // The sources the chain may use. VELLUMO_CAPTURE_SOURCES (a comma-separated
@@ -282,27 +293,39 @@ QFuture<std::optional<QString>> copyMenuStep(const Context &context)
         .run([context] {
             const UIElement item = CopyMenuItem::findEnabledCopyItem(context.windows, context.keys);
             const qint64 processId = item.isNull() ? 0 : item.processId().value.value_or(0);
-            return std::pair{item, processId};
-        })
-        .then(mainContext(), [promise, context](const std::pair<UIElement, qint64> &found) {
-            const auto &[item, processId] = found;
-            if (item.isNull()) {
-                promise->addResult(std::nullopt);
-                promise->finish();
-                return;
+            // What the press does to the keyboard, from before it.
+            std::shared_ptr<platform::KeyboardGrabWatch> grabs;
+            if (!item.isNull()) {
+                grabs = context.keys.watchKeyboardGrabs();
             }
-            getNextPasteboardContent(context.pasteboard, pressTrigger(item), processId)
-                .then(mainContext(), [promise, context](const std::optional<QString> &text) {
-                    AccessibilityThread::instance()
-                        .run([context] {
-                            return CopyMenuItem::leaveMenuMode(context.windows, context.keys);
-                        })
-                        .then(mainContext(), [promise, text](bool) {
-                            promise->addResult(text);
-                            promise->finish();
-                        });
-                });
-        });
+            return std::tuple{item, processId, grabs};
+        })
+        .then(mainContext(),
+              [promise, context](
+                  const std::tuple<UIElement, qint64, std::shared_ptr<platform::KeyboardGrabWatch>>
+                      &found) {
+                  const auto &[item, processId, watch] = found;
+                  // A lambda captures a variable, not a structured binding.
+                  std::shared_ptr<platform::KeyboardGrabWatch> grabs = watch;
+                  if (item.isNull()) {
+                      promise->addResult(std::nullopt);
+                      promise->finish();
+                      return;
+                  }
+                  getNextPasteboardContent(context.pasteboard, pressTrigger(item), processId)
+                      .then(mainContext(),
+                            [promise, context, grabs](const std::optional<QString> &text) {
+                                AccessibilityThread::instance()
+                                    .run([context, grabs] {
+                                        return CopyMenuItem::leaveMenuMode(
+                                            context.windows, context.keys, grabs.get());
+                                    })
+                                    .then(mainContext(), [promise, text](bool) {
+                                        promise->addResult(text);
+                                        promise->finish();
+                                    });
+                            });
+              });
     return promise->future();
 }
 
@@ -387,6 +410,31 @@ void runFallbacks(const std::shared_ptr<QPromise<CaptureResult>> &promise, const
             }
             runFallbacks(promise, ax, remaining, anyTimedOut);
         });
+}
+
+// The selection of Vellumo's own active window, read on this thread; nothing
+// when the active window is another application's.
+std::optional<CaptureResult> ownWindowSelection(const Context &context)
+{
+    if (!context.ownText) {
+        return std::nullopt;
+    }
+    const auto active = context.windows.active();
+    if (!active || !context.ownText->isOwnWindow(active->id)) {
+        return std::nullopt;
+    }
+    const std::optional<QString> text = context.ownText->selectedText(active->id);
+    if (!text || text->isEmpty()) {
+        qCInfo(lcCapture).noquote() << "No text selected in Vellumo's own window";
+        return CaptureResult{};
+    }
+    if (text->size() > maxSelectionCharacters) {
+        qCCritical(lcCapture).noquote()
+            << QStringLiteral("The selection is too long to send: %1 characters").arg(text->size());
+        return CaptureResult{};
+    }
+    qCInfo(lcCapture).noquote() << "Selected text in Vellumo's own window: " + *text;
+    return CaptureResult{text, Source::OwnWindow, false};
 }
 
 } // namespace
@@ -526,6 +574,9 @@ QFuture<std::optional<QString>> getSelectedTextByMenuBarActionCopy(const Context
 QFuture<CaptureResult> captureSelection(const Context &context)
 {
     qCInfo(lcCapture).noquote() << "Attempting to get selected text";
+    if (const auto own = ownWindowSelection(context)) {
+        return ready(*own);
+    }
     auto promise = std::make_shared<QPromise<CaptureResult>>();
     promise->start();
     const Sources sources = Sources::configured();

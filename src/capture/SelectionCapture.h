@@ -12,6 +12,7 @@ class Pasteboard;
 
 namespace platform {
 class KeyInput;
+class OwnText;
 class Selections;
 class Windows;
 } // namespace platform
@@ -27,7 +28,7 @@ class Windows;
 // not at all.
 namespace SelectionCapture {
 
-enum class Source { Accessibility, Primary, CopyMenuItem };
+enum class Source { OwnWindow, Accessibility, Primary, CopyMenuItem };
 
 // The accessibility step.
 struct TextReadResult {
@@ -55,6 +56,9 @@ struct Context {
     const platform::Selections &selections;
     const platform::KeyInput &keys;
     Pasteboard &pasteboard;
+    // Vellumo's own text fields: when one of its windows is the active one,
+    // its focused field alone answers, and no other source is asked.
+    const platform::OwnText *ownText = nullptr;
 };
 
 struct CaptureResult {

@@ -13,6 +13,11 @@ QString Settings::shortcutKey(const QString &name)
     return QStringLiteral("GlobalShortcuts_") + name;
 }
 
+QString Settings::windowPositionKey(const QString &autosaveName)
+{
+    return QStringLiteral("window_position_") + autosaveName;
+}
+
 Settings &Settings::standard()
 {
     static Settings *instance = new Settings(DefaultsStore::standard()); // lives for the process
@@ -155,5 +160,27 @@ void Settings::removeShortcutEntry(const QString &name)
     if (hasShortcutEntry(name)) {
         m_store.remove(shortcutKey(name));
         Q_EMIT shortcutChanged(name);
+    }
+}
+
+std::optional<QPoint> Settings::windowPosition(const QString &autosaveName) const
+{
+    const std::optional<QString> text = m_store.text(windowPositionKey(autosaveName));
+    const QStringList parts = text.value_or(QString()).split(u' ', Qt::SkipEmptyParts);
+    bool xOk = false;
+    bool yOk = false;
+    const int x = parts.value(0).trimmed().toInt(&xOk);
+    const int y = parts.value(1).trimmed().toInt(&yOk);
+    if (parts.size() != 2 || !xOk || !yOk) {
+        return std::nullopt;
+    }
+    return QPoint(x, y);
+}
+
+void Settings::setWindowPosition(const QString &autosaveName, QPoint position)
+{
+    const QString text = QStringLiteral("%1 %2").arg(position.x()).arg(position.y());
+    if (m_store.text(windowPositionKey(autosaveName)) != text) {
+        m_store.setText(windowPositionKey(autosaveName), text);
     }
 }

@@ -3,6 +3,7 @@
 
 #include <QByteArray>
 #include <QObject>
+#include <QPoint>
 #include <QString>
 #include <optional>
 
@@ -32,6 +33,7 @@ public:
     static inline const QString onboardingCompletedKey = QStringLiteral("onboarding_completed");
     static QString vendorConfigKey(const QString &vendor);
     static QString shortcutKey(const QString &name);
+    static QString windowPositionKey(const QString &autosaveName);
 
     // Where the values live, for messages that tell the user how to edit it.
     QString filePath() const;
@@ -59,6 +61,11 @@ public:
     // "onboarding_completed": the first-start guide was finished.
     bool onboardingCompleted() const;
     void setOnboardingCompleted(bool completed);
+
+    // "window_position_" + a window's autosave name: where the user left
+    // the window's top-left corner, as "x y".
+    std::optional<QPoint> windowPosition(const QString &autosaveName) const;
+    void setWindowPosition(const QString &autosaveName, QPoint position);
 
     // "GlobalShortcuts_" + name: a shortcut as the JSON text of its key code
     // and modifiers; the Boolean false when the user removed a shortcut that

@@ -22,6 +22,10 @@ size_t qHash(const HotKey &hotKey, size_t seed = 0);
 
 enum class HotKeyEvent { Pressed, Released };
 
+// The reason grab() gives when another client holds the combination (X11's
+// own name for it).
+inline const QString hotKeyTakenStatus = QStringLiteral("BadAccess");
+
 // One desktop's way of taking key combinations. Main thread.
 class HotKeyBackend {
 public:

@@ -3,7 +3,23 @@
 
 #include "KeyChord.h"
 
+#include <memory>
+
 namespace platform {
+
+// The keyboard grabs other clients take while the keyboard focus stays in the
+// window that had it when the watch began (an application opening a menu
+// takes the keyboard). Seen through the focus changes the grabs cause, so
+// watching never disturbs a grab. Use on one thread at a time.
+class KeyboardGrabWatch {
+public:
+    virtual ~KeyboardGrabWatch() = default;
+
+    // How many grabs began since the watch did.
+    virtual int grabsTaken() = 0;
+    // Whether a grab holds the keyboard now.
+    virtual bool grabHeld() = 0;
+};
 
 // Synthetic key input: what Vellumo types goes to the window that has the
 // keyboard focus, as if the user typed it. Any thread; calls block only for
@@ -21,6 +37,8 @@ public:
     virtual bool modifiersHeld() const = 0;
     // Whether another client holds the keyboard, as an open menu does.
     virtual bool keyboardGrabbedByAnother() const = 0;
+    // Watches the grabs from now on; null when the desktop cannot tell.
+    virtual std::unique_ptr<KeyboardGrabWatch> watchKeyboardGrabs() const = 0;
 };
 
 } // namespace platform

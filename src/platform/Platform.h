@@ -5,6 +5,7 @@
 #include "KeyInput.h"
 #include "LoginItem.h"
 #include "Notifications.h"
+#include "OwnText.h"
 #include "PopupSupport.h"
 #include "Selections.h"
 #include "Windows.h"
@@ -24,6 +25,7 @@ struct Platform {
     std::unique_ptr<PopupSupport> popups;
     std::unique_ptr<LoginItem> loginItem;
     std::unique_ptr<Notifications> notifications;
+    std::unique_ptr<OwnText> ownText;
 };
 
 } // namespace platform

@@ -57,24 +57,46 @@ bool XdgAutostart::isEnabled() const
     return true;
 }
 
+QString XdgAutostart::executableToStart(const QString &installed, const QString &running)
+{
+    const QFileInfo info(installed);
+    return !installed.isEmpty() && info.isFile() && info.isExecutable() ? installed : running;
+}
+
 bool XdgAutostart::setEnabled(bool enabled) const
 {
-    const QString path = entryPath();
-    if (!enabled) {
-        QFile entry(path);
-        if (entry.exists() && !entry.remove()) {
-            qCWarning(lcLoginItem).noquote()
-                << QStringLiteral("Cannot remove the autostart entry %1: %2")
-                       .arg(path, entry.errorString());
-            return false;
-        }
-        return true;
+    // Enabling starts from nothing too: an entry already there (an older
+    // path, or one the desktop's settings turned off) is replaced whole.
+    QString reason = unregister();
+    if (reason.isEmpty() && enabled) {
+        reason = registerEntry();
     }
+    if (!reason.isEmpty()) {
+        qCWarning(lcLoginItem).noquote()
+            << QStringLiteral("Failed to %1 launch at login: %2")
+                   .arg(enabled ? QStringLiteral("enable") : QStringLiteral("disable"), reason);
+        return false;
+    }
+    return true;
+}
+
+QString XdgAutostart::unregister() const
+{
+    const QString path = entryPath();
+    QFile entry(path);
+    if (entry.exists() && !entry.remove()) {
+        return QStringLiteral("cannot remove the autostart entry %1: %2")
+            .arg(path, entry.errorString());
+    }
+    return {};
+}
+
+QString XdgAutostart::registerEntry() const
+{
+    const QString path = entryPath();
     const QString folder = QFileInfo(path).path();
     if (!QDir().mkpath(folder)) {
-        qCWarning(lcLoginItem).noquote()
-            << QStringLiteral("Cannot create the autostart folder %1").arg(folder);
-        return false;
+        return QStringLiteral("cannot create the autostart folder %1").arg(folder);
     }
     QSaveFile entry(path);
     const QString text = QStringLiteral("[Desktop Entry]\n"
@@ -87,12 +109,10 @@ bool XdgAutostart::setEnabled(bool enabled) const
                              .arg(execValue(m_executable));
     if (!entry.open(QIODevice::WriteOnly | QIODevice::Text) || entry.write(text.toUtf8()) < 0 ||
         !entry.commit()) {
-        qCWarning(lcLoginItem).noquote()
-            << QStringLiteral("Cannot write the autostart entry %1: %2")
-                   .arg(path, entry.errorString());
-        return false;
+        return QStringLiteral("cannot write the autostart entry %1: %2")
+            .arg(path, entry.errorString());
     }
-    return true;
+    return {};
 }
 
 } // namespace platform

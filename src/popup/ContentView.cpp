@@ -129,7 +129,7 @@ void ContentView::rebuild()
     if (!ready) {
         m_stack->setCurrentWidget(m_notConfigured);
         // The panel has no text entry; the root takes the keys (Ctrl+Return).
-        setFocus(Qt::OtherFocusReason);
+        setFocus(Qt::PopupFocusReason);
         return;
     }
     const bool wasShowingPanel = isShowingNotConfigured();
@@ -137,7 +137,7 @@ void ContentView::rebuild()
     m_commandsList->setCommands(filteredCommands());
     m_commandsList->setSelectedIndex(m_selectedIndex);
     if (wasShowingPanel || !m_searchField->lineEdit()->hasFocus()) {
-        m_searchField->setFocus(Qt::OtherFocusReason);
+        m_searchField->setFocus(Qt::PopupFocusReason);
     }
 }
 

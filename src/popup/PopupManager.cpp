@@ -19,10 +19,11 @@ using Console::printPrivateLine;
 
 PopupManager::PopupManager(const platform::Windows &windows, const platform::Selections &selections,
                            const platform::KeyInput &keys, const platform::PopupSupport &popups,
-                           VendorManager &vendors, KeychainService &keychain, QObject *parent)
+                           const platform::OwnText &ownText, VendorManager &vendors,
+                           KeychainService &keychain, QObject *parent)
     : QObject(parent), m_windows(windows), m_selections(selections), m_keys(keys), m_popups(popups),
-      m_vendors(vendors), m_keychain(keychain), m_pasteboard(selections),
-      m_textService(windows, selections, keys), m_accessibility(windows)
+      m_ownText(ownText), m_vendors(vendors), m_keychain(keychain), m_pasteboard(selections),
+      m_textService(windows, selections, keys, &ownText), m_accessibility(windows, &ownText)
 {
     // The next popup is built while nothing else happens, once the current
     // one is on screen, so a press only has to fill it in and show it.
@@ -46,6 +47,11 @@ void PopupManager::setOpenSettings(std::function<void()> openSettings)
 
 void PopupManager::setupGlobalShortcut()
 {
+    if (m_hooked) {
+        // A second handler would open a second popup at every press.
+        return;
+    }
+    m_hooked = true;
     m_spareTimer.start();
     QPointer<PopupManager> self(this);
     GlobalShortcuts::onKeyDown(
@@ -82,7 +88,7 @@ CommandPopup *PopupManager::makePopup(const QString &text) const
 
 SelectionCapture::Context PopupManager::captureContext()
 {
-    return {m_windows, m_selections, m_keys, m_pasteboard};
+    return {m_windows, m_selections, m_keys, m_pasteboard, &m_ownText};
 }
 
 void PopupManager::prepareSpare()

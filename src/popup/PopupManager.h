@@ -21,6 +21,7 @@ class VendorManager;
 
 namespace platform {
 class KeyInput;
+class OwnText;
 class PopupSupport;
 class Selections;
 } // namespace platform
@@ -29,6 +30,8 @@ class Selections;
 // text of the active application, remembers that application's window,
 // opens the command popup beside the selection, and when a command answers,
 // gives the window its focus back and pastes the answer over the selection.
+// In Vellumo's own windows (ownText) the selection is read and replaced
+// inside the process.
 // One instance for the whole process, on the main thread; what it is given
 // must outlive it.
 class PopupManager : public QObject {
@@ -37,12 +40,13 @@ class PopupManager : public QObject {
 public:
     PopupManager(const platform::Windows &windows, const platform::Selections &selections,
                  const platform::KeyInput &keys, const platform::PopupSupport &popups,
-                 VendorManager &vendors, KeychainService &keychain, QObject *parent = nullptr);
+                 const platform::OwnText &ownText, VendorManager &vendors,
+                 KeychainService &keychain, QObject *parent = nullptr);
     ~PopupManager() override;
 
-    // Adds a key-down handler for the showPopup shortcut. Every call adds one
-    // more handler.
+    // Hooks the popup to the showPopup shortcut; later calls change nothing.
     void setupGlobalShortcut();
+    bool isShortcutHooked() const { return m_hooked; }
     // Starts the shortcut flow and returns at once.
     void handleShortcut();
     void showPopup(const QString &text);
@@ -87,6 +91,7 @@ private:
     const platform::Selections &m_selections;
     const platform::KeyInput &m_keys;
     const platform::PopupSupport &m_popups;
+    const platform::OwnText &m_ownText;
     VendorManager &m_vendors;
     KeychainService &m_keychain;
     Pasteboard m_pasteboard;
@@ -95,6 +100,7 @@ private:
     std::optional<platform::Window> m_originalApp;
     AccessibilityService m_accessibility;
     std::function<void()> m_openSettings;
+    bool m_hooked = false;
     bool m_shortcutHeld = false;
     std::function<void()> m_pendingCapture;
     QTimer m_releaseTimer;

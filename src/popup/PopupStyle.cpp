@@ -7,9 +7,7 @@
 
 namespace PopupStyle {
 
-namespace {
-
-QFont sized(int pixelSize, QFont::Weight weight)
+QFont sizedFont(int pixelSize, QFont::Weight weight)
 {
     QFont font;
     font.setPixelSize(pixelSize);
@@ -17,26 +15,24 @@ QFont sized(int pixelSize, QFont::Weight weight)
     return font;
 }
 
-} // namespace
-
 QFont titleFont()
 {
-    return sized(14, QFont::Medium);
+    return sizedFont(14, QFont::Medium);
 }
 
 QFont captionFont()
 {
-    return sized(11, QFont::Normal);
+    return sizedFont(11, QFont::Normal);
 }
 
 QFont headlineFont()
 {
-    return sized(15, QFont::DemiBold);
+    return sizedFont(15, QFont::DemiBold);
 }
 
 QFont bodyFont()
 {
-    return sized(13, QFont::Normal);
+    return sizedFont(13, QFont::Normal);
 }
 
 bool isDark(const QPalette &palette)

@@ -23,6 +23,8 @@ inline constexpr int fieldRadius = 8;
 inline constexpr int rowRadius = 8;
 inline constexpr int bannerRadius = 6;
 
+// The application font at a pixel size and weight.
+QFont sizedFont(int pixelSize, QFont::Weight weight);
 QFont titleFont();    // row titles: 14, medium
 QFont captionFont();  // the error banner
 QFont headlineFont(); // the not-configured heading

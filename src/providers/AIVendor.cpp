@@ -49,6 +49,20 @@ QString displayName(AIVendor vendor)
     return QString();
 }
 
+QString apiKeyPage(AIVendor vendor)
+{
+    switch (vendor) {
+    case AIVendor::openai:
+        return QStringLiteral("https://platform.openai.com/api-keys");
+    case AIVendor::anthropic:
+        return QStringLiteral("https://console.anthropic.com/settings/keys");
+    case AIVendor::gemini:
+        return QStringLiteral("https://aistudio.google.com/app/apikey");
+    }
+    Q_UNREACHABLE();
+    return QString();
+}
+
 QStringList availableModels(AIVendor vendor)
 {
     switch (vendor) {

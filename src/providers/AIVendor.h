@@ -20,6 +20,8 @@ QString rawValue(AIVendor vendor);
 // Exactly the three raw values, case-sensitive.
 std::optional<AIVendor> fromRawValue(const QString &raw);
 QString displayName(AIVendor vendor);
+// The page of the provider's site where a user makes an API key.
+QString apiKeyPage(AIVendor vendor);
 // The models offered by the model picker, in order.
 QStringList availableModels(AIVendor vendor);
 // The configuration a provider has until the user saves one.

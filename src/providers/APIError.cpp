@@ -1,6 +1,17 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "APIError.h"
 
+namespace {
+
+QString plainHttpSentence(const QString &host)
+{
+    return QStringLiteral("Plain http:// is only used for a server on this computer (localhost, "
+                          "127.x.x.x or ::1); %1 must be reached over https://.")
+        .arg(host);
+}
+
+} // namespace
+
 APIError::APIError(Kind kind, int statusCode, QString underlying)
     : m_kind(kind), m_statusCode(statusCode), m_underlying(std::move(underlying)),
       m_what(description().toUtf8())
@@ -19,6 +30,11 @@ APIError APIError::networkError(const QString &underlyingDescription)
 APIError APIError::invalidURL()
 {
     return APIError(Kind::invalidURL);
+}
+
+APIError APIError::insecureHost(const QString &host)
+{
+    return APIError(Kind::insecureHost, 0, host);
 }
 
 APIError APIError::encodingError()
@@ -45,6 +61,8 @@ QString APIError::description() const
         return QStringLiteral("Network error: ") + m_underlying;
     case Kind::invalidURL:
         return QStringLiteral("Invalid URL");
+    case Kind::insecureHost:
+        return plainHttpSentence(m_underlying);
     case Kind::encodingError:
         return QStringLiteral("Failed to encode request");
     case Kind::invalidResponse:
@@ -86,6 +104,8 @@ QString errorText(const APIError &error)
         return QStringLiteral("Network error: ") + error.underlyingDescription();
     case APIError::Kind::invalidURL:
         return QStringLiteral("Invalid API URL. Please check your host and path settings.");
+    case APIError::Kind::insecureHost:
+        return error.description();
     case APIError::Kind::encodingError:
         return QStringLiteral("Failed to encode request. Please try again.");
     case APIError::Kind::invalidResponse:

@@ -13,6 +13,7 @@ public:
         httpError,
         networkError,
         invalidURL,
+        insecureHost,
         encodingError,
         invalidResponse,
         noContent
@@ -22,6 +23,9 @@ public:
     // underlyingDescription is the transport or decoding error's own text.
     static APIError networkError(const QString &underlyingDescription);
     static APIError invalidURL();
+    // A plain-http address of a host that is not this computer; the host
+    // is the underlying description.
+    static APIError insecureHost(const QString &host);
     static APIError encodingError();
     static APIError invalidResponse();
     static APIError noContent();

@@ -6,7 +6,7 @@
 QFuture<QString> AnthropicAPIClient::sendMessage(const QString &prompt)
 {
     const QString key = apiKey();
-    return ProviderRequest::send(key, buildRequest(prompt, key),
+    return ProviderRequest::send(key, config.baseURL(), buildRequest(prompt, key),
                                  &AnthropicAPIClient::extractAnswer);
 }
 

@@ -6,7 +6,8 @@
 QFuture<QString> GeminiAPIClient::sendMessage(const QString &prompt)
 {
     const QString key = apiKey();
-    return ProviderRequest::send(key, buildRequest(prompt, key), &GeminiAPIClient::extractAnswer);
+    return ProviderRequest::send(key, config.baseURL(), buildRequest(prompt, key),
+                                 &GeminiAPIClient::extractAnswer);
 }
 
 std::optional<ProviderRequest::Prepared> GeminiAPIClient::buildRequest(const QString &prompt,

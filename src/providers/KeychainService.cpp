@@ -247,3 +247,15 @@ QFuture<QString> KeychainService::keyForRequest(AIVendor vendor)
     });
     return future;
 }
+
+QFuture<bool> KeychainService::setAPIKeyInBackground(const QString &key, AIVendor vendor)
+{
+    auto promise = std::make_shared<QPromise<bool>>();
+    QFuture<bool> future = promise->future();
+    promise->start();
+    m_worker->start([this, key, vendor, promise] {
+        promise->addResult(key.isEmpty() ? deleteAPIKey(vendor) : storeAPIKey(key, vendor));
+        promise->finish();
+    });
+    return future;
+}

@@ -68,6 +68,12 @@ public:
     // there is no key.
     QFuture<QString> keyForRequest(AIVendor vendor);
 
+    // VendorConfig::setApiKey's rule ("" deletes the key, anything else is
+    // stored) on the store's worker, after every operation asked for before
+    // it; never waits. Resolves with whether the store did it (problem()
+    // says why not).
+    QFuture<bool> setAPIKeyInBackground(const QString &key, AIVendor vendor);
+
     // A key may hold no control characters (line breaks, tabs, NUL): it goes
     // into an HTTP header or a URL as it is.
     static bool isAcceptableKey(const QString &key);

@@ -108,7 +108,7 @@ void fetchPage(const std::shared_ptr<Pager> &pager, const QString &cursor)
 {
     const auto request = pageRequest(*pager, cursor);
     if (!request) {
-        pager->promise.setException(APIError::invalidURL());
+        pager->promise.setException(ProviderRequest::endpointError(pager->config.baseURL()));
         pager->promise.finish();
         return;
     }

@@ -7,7 +7,10 @@
 #include <QLoggingCategory>
 #include <QNetworkAccessManager>
 #include <QPointer>
+#include <QPromise>
 #include <QSslCertificate>
+#include <QThreadPool>
+#include <memory>
 
 Q_LOGGING_CATEGORY(lcNetwork, "vellumo.network")
 
@@ -28,9 +31,34 @@ QNetworkAccessManager &accessManager()
     return *manager;
 }
 
-QSslConfiguration tlsConfiguration()
+namespace {
+
+// Loaded once, from whichever thread asks first (a function-local static is
+// made once, the other threads wait for it).
+const QList<QSslCertificate> &systemCertificates()
 {
     static const QList<QSslCertificate> system = QSslConfiguration::systemCaCertificates();
+    return system;
+}
+
+} // namespace
+
+QFuture<void> preloadInBackground()
+{
+    auto promise = std::make_shared<QPromise<void>>();
+    QFuture<void> future = promise->future();
+    promise->start();
+    QThreadPool::globalInstance()->start([promise] {
+        (void)systemCertificates();
+        (void)QSslConfiguration::defaultConfiguration();
+        promise->finish();
+    });
+    return future;
+}
+
+QSslConfiguration tlsConfiguration()
+{
+    const QList<QSslCertificate> &system = systemCertificates();
     static QString cachedPath;
     static QDateTime cachedTime;
     static QList<QSslCertificate> extra;

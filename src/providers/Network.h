@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
+#include <QFuture>
 #include <QSslConfiguration>
 #include <chrono>
 
@@ -20,5 +21,11 @@ QNetworkAccessManager &accessManager();
 // set (corporate proxies, self-hosted gateways, tests). The file is read
 // again whenever its name or modification time changes.
 QSslConfiguration tlsConfiguration();
+
+// Loads the system's authorities and the TLS backend on a pool thread. The
+// first tlsConfiguration() would otherwise do it on the UI thread, which
+// takes a sixth of a second or more; called at start, the first request
+// (the settings' model list, a command) finds them loaded. Resolves when done.
+QFuture<void> preloadInBackground();
 
 } // namespace Network

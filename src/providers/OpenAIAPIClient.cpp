@@ -7,7 +7,8 @@
 QFuture<QString> OpenAIAPIClient::sendMessage(const QString &prompt)
 {
     const QString key = apiKey();
-    return ProviderRequest::send(key, buildRequest(prompt, key), &OpenAIAPIClient::extractAnswer);
+    return ProviderRequest::send(key, config.baseURL(), buildRequest(prompt, key),
+                                 &OpenAIAPIClient::extractAnswer);
 }
 
 bool OpenAIAPIClient::usesCompletionTokens(const QString &model)

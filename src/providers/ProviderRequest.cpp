@@ -4,6 +4,7 @@
 #include "KeychainService.h"
 #include "Network.h"
 
+#include <QHostAddress>
 #include <QJsonDocument>
 #include <QJsonParseError>
 #include <QNetworkAccessManager>
@@ -76,13 +77,33 @@ QString transportErrorText(const QNetworkReply &reply, const QString &secret)
 
 } // namespace
 
+bool isLoopbackHost(const QString &host)
+{
+    return host.compare(QLatin1String("localhost"), Qt::CaseInsensitive) == 0 ||
+           QHostAddress(host).isLoopback();
+}
+
 std::optional<QUrl> endpointURL(const QString &text)
 {
     const QUrl url(text, QUrl::StrictMode);
-    if (!url.isValid() || url.scheme() != QLatin1String("https") || url.host().isEmpty()) {
+    if (!url.isValid() || url.host().isEmpty()) {
         return std::nullopt;
     }
-    return url;
+    if (url.scheme() == QLatin1String("https") ||
+        (url.scheme() == QLatin1String("http") && isLoopbackHost(url.host()))) {
+        return url;
+    }
+    return std::nullopt;
+}
+
+APIError endpointError(const QString &text)
+{
+    const QUrl url(text, QUrl::StrictMode);
+    if (url.isValid() && url.scheme() == QLatin1String("http") && !url.host().isEmpty() &&
+        !isLoopbackHost(url.host())) {
+        return APIError::insecureHost(url.host());
+    }
+    return APIError::invalidURL();
 }
 
 QNetworkRequest makeRequest(const QUrl &url, bool jsonBody)
@@ -159,7 +180,8 @@ QFuture<QByteArray> perform(const QNetworkRequest &request, const QByteArray &ve
     return future;
 }
 
-QFuture<QString> send(const QString &key, const std::optional<Prepared> &prepared,
+QFuture<QString> send(const QString &key, const QString &baseURL,
+                      const std::optional<Prepared> &prepared,
                       QString (*extract)(const QByteArray &body))
 {
     if (!KeychainService::isAcceptableKey(key)) {
@@ -167,7 +189,7 @@ QFuture<QString> send(const QString &key, const std::optional<Prepared> &prepare
         return failedFuture<QString>(APIError::httpError(401));
     }
     if (!prepared) {
-        return failedFuture<QString>(APIError::invalidURL());
+        return failedFuture<QString>(endpointError(baseURL));
     }
     return perform(prepared->request, QByteArrayLiteral("POST"), prepared->body, prepared->secret)
         .then(QtFuture::Launch::Sync, extract);

@@ -18,8 +18,15 @@
 namespace ProviderRequest {
 
 // The endpoint text as a URL, or none when it does not form a valid one (a
-// space in the host, characters a URL cannot hold, no host at all).
+// space in the host, characters a URL cannot hold, no host at all) or may
+// not be used: https is required, except for a server on this computer
+// (isLoopbackHost), which may also be reached over plain http.
 std::optional<QUrl> endpointURL(const QString &text);
+// Why endpointURL refuses the text: insecureHost for plain http to another
+// computer, invalidURL otherwise.
+APIError endpointError(const QString &text);
+// "localhost", or an address in 127.0.0.0/8 or ::1, as QUrl::host() gives it.
+bool isLoopbackHost(const QString &host);
 
 // A request for url with the 60-second transfer timeout, verified TLS and,
 // for a body, "Content-Type: application/json".
@@ -59,10 +66,11 @@ struct Prepared {
 inline constexpr qint64 maxBodyBytes = qint64(4) * 1024 * 1024;
 
 // The common run of a client's sendMessage: the invalid-key failure (a 401)
-// for a key that cannot go into a request, invalidURL when there is no
-// request, otherwise perform a POST and hand the body to extract, whose throws
-// become the call's failure.
-QFuture<QString> send(const QString &key, const std::optional<Prepared> &prepared,
+// for a key that cannot go into a request, endpointError(baseURL) when there
+// is no request, otherwise perform a POST and hand the body to extract, whose
+// throws become the call's failure.
+QFuture<QString> send(const QString &key, const QString &baseURL,
+                      const std::optional<Prepared> &prepared,
                       QString (*extract)(const QByteArray &body));
 
 template <typename T> QFuture<T> failedFuture(const QException &error)

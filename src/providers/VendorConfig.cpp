@@ -4,6 +4,7 @@
 #include "KeychainService.h"
 
 #include <QJsonDocument>
+#include <QRegularExpression>
 
 QString VendorConfig::apiKey() const
 {
@@ -26,10 +27,19 @@ bool VendorConfig::hasAPIKey() const
 
 QString VendorConfig::baseURL() const
 {
-    const QString host = apiHost.trimmed();
+    QString host = apiHost.trimmed();
     QString path = subPath.trimmed();
     if (!path.startsWith(u'/')) {
         path.prepend(u'/');
+    }
+    // "scheme://" at the start: a server the user names in full (a model
+    // server of their own, say), taken as written.
+    static const QRegularExpression scheme(QStringLiteral("^[A-Za-z][A-Za-z0-9+.-]*://"));
+    if (scheme.match(host).hasMatch()) {
+        while (host.endsWith(u'/')) {
+            host.chop(1);
+        }
+        return host + path;
     }
     return QStringLiteral("https://") + host + path;
 }

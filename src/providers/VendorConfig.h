@@ -13,7 +13,7 @@
 struct VendorConfig {
     AIVendor vendor;
     QString selectedModel;
-    QString apiHost; // bare host name, no scheme
+    QString apiHost; // host name[:port], or a URL with its scheme
     QString subPath; // path prefix, normally starting with "/"
 
     VendorConfig(AIVendor vendor, QString selectedModel, QString apiHost, QString subPath)
@@ -31,7 +31,9 @@ struct VendorConfig {
     bool hasAPIKey() const;
 
     // "https://" + trimmed host + trimmed sub-path (given a leading "/" when
-    // it lacks one). Nothing else is normalised.
+    // it lacks one); a host written with its scheme ("http://localhost:8080")
+    // keeps it, without closing slashes. Nothing else is normalised; whether
+    // the scheme may be used is ProviderRequest::endpointURL's call.
     QString baseURL() const;
 
     // Compares the fields and then the keys the key store holds for both

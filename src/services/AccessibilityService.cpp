@@ -2,6 +2,7 @@
 #include "AccessibilityService.h"
 
 #include "AccessibilityThread.h"
+#include "OwnText.h"
 #include "SelectionGeometry.h"
 #include "UIElement.h"
 #include "Windows.h"
@@ -325,9 +326,34 @@ qreal screenRatio()
 
 } // namespace
 
-AccessibilityService::AccessibilityService(const platform::Windows &windows, QObject *parent)
-    : QObject(parent), m_windows(windows)
+AccessibilityService::AccessibilityService(const platform::Windows &windows,
+                                           const platform::OwnText *ownText, QObject *parent)
+    : QObject(parent), m_windows(windows), m_ownText(ownText)
 {}
+
+std::optional<SelectionGeometry> AccessibilityService::ownWindowGeometry() const
+{
+    if (!m_ownText) {
+        return std::nullopt;
+    }
+    const auto active = m_windows.active();
+    if (!active || !m_ownText->isOwnWindow(active->id)) {
+        return std::nullopt;
+    }
+    const platform::OwnTextPlace place = m_ownText->place(active->id);
+    auto logical = [](const std::optional<QRect> &r) -> std::optional<QRectF> {
+        return r ? std::optional<QRectF>(QRectF(*r)) : std::nullopt;
+    };
+    SelectionGeometry g;
+    g.selectionBounds = logical(place.selection);
+    g.focusedElementFrame = logical(place.field);
+    g.focusedWindowFrame = logical(place.window);
+    if (place.cursor) {
+        g.textInsertionPoint = QPointF(place.cursor->center().x(), place.cursor->bottom() + 1);
+        g.insertionPointAround = QRectF(*place.cursor);
+    }
+    return g;
+}
 
 SelectionGeometry AccessibilityService::toLogical(const SelectionGeometry &device, qreal ratio)
 {
@@ -353,6 +379,9 @@ SelectionGeometry AccessibilityService::toLogical(const SelectionGeometry &devic
 
 QFuture<SelectionGeometry> AccessibilityService::queryGeometry() const
 {
+    if (const auto own = ownWindowGeometry()) {
+        return QtFuture::makeReadyFuture(*own);
+    }
     const qreal ratio = screenRatio();
     return AccessibilityThread::instance()
         .run([windows = &m_windows] { return gather(*windows); })

@@ -3,6 +3,7 @@
 
 #include "KeyEventSender.h"
 #include "KeyInput.h"
+#include "OwnText.h"
 #include "Selections.h"
 #include "Windows.h"
 
@@ -188,15 +189,41 @@ private:
 
 TextManipulationService::TextManipulationService(const platform::Windows &windows,
                                                  const platform::Selections &selections,
-                                                 const platform::KeyInput &keys, QObject *parent)
-    : QObject(parent), m_windows(windows), m_selections(selections), m_keys(keys)
+                                                 const platform::KeyInput &keys,
+                                                 const platform::OwnText *ownText, QObject *parent)
+    : QObject(parent), m_windows(windows), m_selections(selections), m_keys(keys),
+      m_ownText(ownText)
 {}
+
+quint64 TextManipulationService::ownTarget(quint64 targetWindow) const
+{
+    if (!m_ownText) {
+        return 0;
+    }
+    quint64 window = targetWindow;
+    if (window == 0) {
+        const auto active = m_windows.active();
+        window = active ? active->id : 0;
+    }
+    return m_ownText->isOwnWindow(window) ? window : 0;
+}
 
 QFuture<Outcome> TextManipulationService::replaceSelectedText(const QString &text,
                                                               quint64 targetWindow)
 {
     auto promise = std::make_shared<QPromise<Outcome>>();
     promise->start();
+    const quint64 own = ownTarget(targetWindow);
+    if (own != 0) {
+        const bool taken = m_ownText->replaceSelection(own, text);
+        if (!taken) {
+            // Not lost: the user can paste it.
+            QGuiApplication::clipboard()->setMimeData(answerData(text), QClipboard::Clipboard);
+        }
+        promise->addResult(taken ? Outcome::Pasted : Outcome::TargetGone);
+        promise->finish();
+        return promise->future();
+    }
     // Owned by the service; deletes itself when done.
     new PasteJob(this, {m_windows, m_selections, m_keys}, text, targetWindow, promise);
     return promise->future();

@@ -7,6 +7,7 @@
 
 namespace platform {
 class KeyInput;
+class OwnText;
 class Selections;
 class Windows;
 } // namespace platform
@@ -19,15 +20,19 @@ class Windows;
 // the window to the front first; the chord, the one that window takes, is
 // posted only while the window exists and is the active one, so an answer
 // never lands anywhere else.
+//
+// A window of Vellumo's own (with ownText) takes the answer into its focused
+// text field directly, inside the process: no clipboard, no keys.
 class TextManipulationService : public QObject {
     Q_OBJECT
 public:
     TextManipulationService(const platform::Windows &windows,
                             const platform::Selections &selections, const platform::KeyInput &keys,
-                            QObject *parent = nullptr);
+                            const platform::OwnText *ownText = nullptr, QObject *parent = nullptr);
 
     enum class Outcome {
-        Pasted,     // the application read the answer; the clipboard is cleared
+        Pasted,     // the application read the answer (or Vellumo's own field
+                    // took it); the clipboard is cleared
         NotRead,    // the chord was posted but nobody read the answer in time
         TargetGone, // the window is gone or not the active one: nothing posted
     };
@@ -47,7 +52,12 @@ public:
     static constexpr int checkIntervalMs = 10;
 
 private:
+    // The window to put the answer in when it is one of Vellumo's own; 0
+    // otherwise.
+    quint64 ownTarget(quint64 targetWindow) const;
+
     const platform::Windows &m_windows;
     const platform::Selections &m_selections;
     const platform::KeyInput &m_keys;
+    const platform::OwnText *m_ownText;
 };

@@ -102,6 +102,25 @@ bool HotKeyLayer::hasHotKey(const Shortcut &shortcut) const
                        [&](const Record &record) { return record.shortcut == shortcut; });
 }
 
+QString HotKeyLayer::availability(const Shortcut &shortcut)
+{
+    const platform::HotKey hotKey = hotKeyFor(shortcut);
+    const bool ours = std::any_of(m_hotKeys.cbegin(), m_hotKeys.cend(), [&](const Record &record) {
+        return record.grabbed && hotKeyFor(record.shortcut) == hotKey;
+    });
+    if (ours) {
+        return {};
+    }
+    if (!m_backend) {
+        return QStringLiteral("no way to take keys on this desktop");
+    }
+    const QString status = m_backend->grab(probeId, hotKey);
+    if (status.isEmpty()) {
+        m_backend->ungrab(probeId);
+    }
+    return status;
+}
+
 void HotKeyLayer::setEnabled(bool enabled)
 {
     if (enabled == m_enabled) {

@@ -32,6 +32,12 @@ public:
     bool registerHotKey(const Shortcut &shortcut, Callback onKeyDown, Callback onKeyUp);
     void unregisterHotKey(const Shortcut &shortcut);
     bool hasHotKey(const Shortcut &shortcut) const;
+    // Whether the combination could be taken now: an empty text when it is
+    // free or one this layer holds already, else the backend's reason
+    // (platform::hotKeyTakenStatus when another client holds it). The
+    // desktop is asked afresh each time, with a grab that is let go at once;
+    // one of ours is never probed, as letting the probe go would release it.
+    QString availability(const Shortcut &shortcut);
 
     bool isEnabled() const { return m_enabled; }
     void setEnabled(bool enabled);
@@ -49,6 +55,9 @@ private:
         Callback onKeyDown;
         Callback onKeyUp;
     };
+
+    // The id of availability()'s probe; registered ones count up from 1.
+    static constexpr int probeId = -1;
 
     QString grab(const Record &record);
     void lost(int hotKeyId, const QString &status) const;

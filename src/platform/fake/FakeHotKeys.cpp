@@ -8,7 +8,7 @@ namespace platform::fake {
 QString HotKeyBackend::grab(int hotKeyId, const HotKey &hotKey)
 {
     if (refused.contains(hotKey)) {
-        return QStringLiteral("BadAccess");
+        return hotKeyTakenStatus;
     }
     grabs.insert(hotKeyId, hotKey);
     grabCount += 1;

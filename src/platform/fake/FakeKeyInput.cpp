@@ -24,6 +24,9 @@ void KeyInput::setModifiersHeld(bool held)
 void KeyInput::setKeyboardGrabbedByAnother(bool grabbed)
 {
     QMutexLocker lock(&m_mutex);
+    if (grabbed && !m_grabbed) {
+        ++m_grabsTaken;
+    }
     m_grabbed = grabbed;
 }
 
@@ -37,6 +40,27 @@ void KeyInput::onPost(std::function<void(const KeyChord &)> received)
 {
     QMutexLocker lock(&m_mutex);
     m_received = std::move(received);
+}
+
+void KeyInput::onGrabLook(std::function<void()> looked)
+{
+    QMutexLocker lock(&m_mutex);
+    m_looked = std::move(looked);
+}
+
+bool KeyInput::lookForGrab() const
+{
+    std::function<void()> looked;
+    bool grabbed = false;
+    {
+        QMutexLocker lock(&m_mutex);
+        grabbed = m_grabbed;
+        looked = m_looked;
+    }
+    if (looked) {
+        looked();
+    }
+    return grabbed;
 }
 
 bool KeyInput::isAvailable() const
@@ -70,8 +94,37 @@ bool KeyInput::modifiersHeld() const
 
 bool KeyInput::keyboardGrabbedByAnother() const
 {
-    QMutexLocker lock(&m_mutex);
-    return m_grabbed;
+    return lookForGrab();
+}
+
+namespace {
+
+// Counts from the grabs the keyboard had taken when it began.
+class GrabWatch final : public KeyboardGrabWatch {
+public:
+    GrabWatch(std::function<int()> taken, std::function<bool()> held)
+        : m_taken(std::move(taken)), m_held(std::move(held)), m_start(m_taken())
+    {}
+
+    int grabsTaken() override { return m_taken() - m_start; }
+    bool grabHeld() override { return m_held(); }
+
+private:
+    std::function<int()> m_taken;
+    std::function<bool()> m_held;
+    int m_start;
+};
+
+} // namespace
+
+std::unique_ptr<KeyboardGrabWatch> KeyInput::watchKeyboardGrabs() const
+{
+    return std::make_unique<GrabWatch>(
+        [this] {
+            QMutexLocker lock(&m_mutex);
+            return m_grabsTaken;
+        },
+        [this] { return lookForGrab(); });
 }
 
 } // namespace platform::fake

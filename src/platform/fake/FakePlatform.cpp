@@ -8,6 +8,7 @@
 #include "FakePopupSupport.h"
 #include "FakeSelections.h"
 #include "FakeWindows.h"
+#include "QtOwnText.h"
 
 #include <QtGlobal>
 
@@ -23,6 +24,7 @@ Platform makePlatform()
     platform.popups = std::make_unique<PopupSupport>();
     platform.loginItem = std::make_unique<LoginItem>();
     platform.notifications = std::make_unique<Notifications>();
+    platform.ownText = std::make_unique<QtOwnText>();
     return platform;
 }
 

@@ -28,7 +28,7 @@ QString errorName(uint8_t code)
     case 3:
         return QStringLiteral("BadWindow");
     case 10:
-        return QStringLiteral("BadAccess");
+        return hotKeyTakenStatus;
     default:
         return QStringLiteral("X error %1").arg(code);
     }

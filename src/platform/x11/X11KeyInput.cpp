@@ -88,6 +88,78 @@ bool KeyInput::keyboardGrabbedByAnother() const
     return status == AlreadyGrabbed || status == GrabFrozen;
 }
 
+namespace {
+
+// The X server tells the focus window when a grab takes the keyboard away
+// (FocusOut, mode NotifyGrab) and when it gives it back (FocusIn, mode
+// NotifyUngrab), whoever grabbed: selecting those events takes nothing.
+class X11KeyboardGrabWatch final : public KeyboardGrabWatch {
+public:
+    explicit X11KeyboardGrabWatch(DisplayPtr display) : m_display(std::move(display)) {}
+
+    bool begin()
+    {
+        Display *const d = m_display.get();
+        Window focus = None;
+        int revert = 0;
+        XGetInputFocus(d, &focus, &revert);
+        if (focus == None || focus == PointerRoot) {
+            return false;
+        }
+        XSelectInput(d, focus, FocusChangeMask);
+        XSync(d, False);
+        return true;
+    }
+
+    int grabsTaken() override
+    {
+        update();
+        return m_taken;
+    }
+
+    bool grabHeld() override
+    {
+        update();
+        return m_held;
+    }
+
+private:
+    void update()
+    {
+        Display *const d = m_display.get();
+        XSync(d, False); // every event up to now is in
+        while (XPending(d) > 0) {
+            XEvent event;
+            XNextEvent(d, &event);
+            if (event.type == FocusOut && event.xfocus.mode == NotifyGrab) {
+                ++m_taken;
+                m_held = true;
+            } else if (event.type == FocusIn && event.xfocus.mode == NotifyUngrab) {
+                m_held = false;
+            }
+        }
+    }
+
+    DisplayPtr m_display;
+    int m_taken = 0;
+    bool m_held = false;
+};
+
+} // namespace
+
+std::unique_ptr<KeyboardGrabWatch> KeyInput::watchKeyboardGrabs() const
+{
+    DisplayPtr display = openDisplay();
+    if (!display) {
+        return nullptr;
+    }
+    auto watch = std::make_unique<X11KeyboardGrabWatch>(std::move(display));
+    if (!watch->begin()) {
+        return nullptr;
+    }
+    return watch;
+}
+
 bool KeyInput::modifiersHeld() const
 {
     Display *const d = inputDisplay();

@@ -13,6 +13,7 @@ public:
     bool modifiersHeld() const override;
     // A grab of our own is refused then.
     bool keyboardGrabbedByAnother() const override;
+    std::unique_ptr<KeyboardGrabWatch> watchKeyboardGrabs() const override;
 };
 
 } // namespace platform::x11

@@ -2,6 +2,7 @@
 #include "X11Platform.h"
 
 #include "FreedesktopNotifications.h"
+#include "QtOwnText.h"
 #include "X11HotKeys.h"
 #include "X11KeyInput.h"
 #include "X11PopupSupport.h"
@@ -22,8 +23,10 @@ Platform makePlatform()
     platform.keys = std::make_unique<KeyInput>();
     platform.hotKeys = std::make_unique<HotKeys>();
     platform.popups = std::make_unique<PopupSupport>();
-    platform.loginItem = std::make_unique<XdgAutostart>(QCoreApplication::applicationFilePath());
+    platform.loginItem = std::make_unique<XdgAutostart>(XdgAutostart::executableToStart(
+        QStringLiteral(VELLUMO_INSTALLED_EXECUTABLE), QCoreApplication::applicationFilePath()));
     platform.notifications = std::make_unique<FreedesktopNotifications>();
+    platform.ownText = std::make_unique<QtOwnText>();
     return platform;
 }
 

@@ -12,7 +12,9 @@
 #include <QDBusConnection>
 #include <QDBusMessage>
 #include <QDBusVariant>
+#include <QFile>
 #include <QGuiApplication>
+#include <QTemporaryDir>
 #include <QTest>
 
 using namespace Desktop;
@@ -196,6 +198,41 @@ private Q_SLOTS:
         QVERIFY(!isProcessTrusted(false, m_keys));
         QVERIFY(isProcessTrusted(true, m_keys)); // the prompt turns it on
         QVERIFY(isProcessTrusted(false, m_keys));
+    }
+
+    // On GNOME the prompt also sets toolkit-accessibility, so the next login
+    // has accessibility on; elsewhere it leaves gsettings alone. A stand-in
+    // gsettings on PATH notes how it was called.
+    void onGnomeThePromptLastsBeyondTheSession()
+    {
+        QTemporaryDir bin;
+        QVERIFY(bin.isValid());
+        const QString calls = bin.filePath(QStringLiteral("calls"));
+        QFile script(bin.filePath(QStringLiteral("gsettings")));
+        QVERIFY(script.open(QIODevice::WriteOnly));
+        script.write(
+            "#!/bin/sh\necho \"$XDG_CURRENT_DESKTOP $*\" >> \"$(dirname \"$0\")/calls\"\n");
+        script.close();
+        QVERIFY(script.setPermissions(QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner));
+        const QByteArray path = qgetenv("PATH");
+        const QByteArray desktop = qgetenv("XDG_CURRENT_DESKTOP");
+        auto restore = qScopeGuard([&] {
+            qputenv("PATH", path);
+            qputenv("XDG_CURRENT_DESKTOP", desktop);
+        });
+        qputenv("PATH", bin.path().toUtf8() + ':' + path);
+        auto read = [&calls] {
+            QFile file(calls);
+            return file.open(QIODevice::ReadOnly) ? QString::fromUtf8(file.readAll()) : QString();
+        };
+
+        qputenv("XDG_CURRENT_DESKTOP", "XFCE");
+        QVERIFY(isProcessTrusted(true, m_keys));
+        qputenv("XDG_CURRENT_DESKTOP", "ubuntu:GNOME");
+        QVERIFY(isProcessTrusted(true, m_keys));
+        // Only the GNOME prompt's call, once it has run.
+        QTRY_COMPARE(read(), QStringLiteral("ubuntu:GNOME set org.gnome.desktop.interface "
+                                            "toolkit-accessibility true\n"));
     }
 };
 

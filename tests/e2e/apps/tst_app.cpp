@@ -228,7 +228,11 @@ private Q_SLOTS:
         const auto highlight = selectAndFind(kind);
         QVERIFY2(highlight, "no highlight appeared");
         const auto truth = m_target->selectionTruth();
-        QVERIFY(truth && !truth->isEmpty());
+        QVERIFY2(
+            truth && !truth->isEmpty(),
+            qPrintable((truth ? QStringLiteral("the application copied no text; targets: ")
+                              : QStringLiteral("the application's copy never came; targets: ")) +
+                       clipboardTargets().join(u' ')));
         m_private << *truth;
         QVERIFY(m_fake.setAnswer(answer));
         const auto popup = replaceThroughPopup(

@@ -368,6 +368,11 @@ ShortcutGrab::~ShortcutGrab()
 
 bool ShortcutGrab::take()
 {
+    return take(XK_slash, shortcutModifiers);
+}
+
+bool ShortcutGrab::take(quint32 keysym, unsigned modifiers)
+{
     Display *display = XOpenDisplay(nullptr);
     if (!display) {
         return false;
@@ -375,8 +380,8 @@ bool ShortcutGrab::take()
     XSync(display, False);
     grabError = 0;
     auto *previous = XSetErrorHandler(&noteError);
-    XGrabKey(display, XKeysymToKeycode(display, XK_slash), shortcutModifiers,
-             DefaultRootWindow(display), False, GrabModeAsync, GrabModeAsync);
+    XGrabKey(display, XKeysymToKeycode(display, keysym), modifiers, DefaultRootWindow(display),
+             False, GrabModeAsync, GrabModeAsync);
     XSync(display, False);
     XSetErrorHandler(previous);
     if (grabError != 0) {
@@ -390,6 +395,11 @@ bool ShortcutGrab::take()
 bool shortcutHeldByAnother()
 {
     return !ShortcutGrab().take();
+}
+
+bool heldByAnother(quint32 keysym, unsigned modifiers)
+{
+    return !ShortcutGrab().take(keysym, modifiers);
 }
 
 bool useFakeProvider(FakeProvider &fake, const QString &key)
@@ -426,9 +436,14 @@ bool Vellumo::start(const QStringList &environment, const QStringList &arguments
     }
     // Nothing is printed once the shortcut is hooked: the grab itself is
     // what is waited for.
-    return !waitForShortcut ||
-           (QTest::qWaitFor([this] { return !isRunning() || shortcutHeldByAnother(); }, 10000) &&
-            isRunning());
+    if (!waitForShortcut ||
+        (QTest::qWaitFor([this] { return !isRunning() || shortcutHeldByAnother(); }, 10000) &&
+         isRunning())) {
+        return true;
+    }
+    qWarning("vellumo %s without holding the shortcut; it printed:\n%s",
+             isRunning() ? "ran 10 s" : "ended", qPrintable(output()));
+    return false;
 }
 
 void Vellumo::stop()

@@ -95,12 +95,17 @@ public:
     ~ShortcutGrab();
     // False when another client holds it.
     bool take();
+    // The key (an X keysym) with exactly these X modifier bits (ControlMask,
+    // Mod1Mask...); false when another client holds it.
+    bool take(quint32 keysym, unsigned modifiers);
 
 private:
     void *m_display = nullptr;
 };
 // Whether another client holds Ctrl+Super+/ (Vellumo, once it hooked it).
 bool shortcutHeldByAnother();
+// Whether another client holds that key with exactly those modifier bits.
+bool heldByAnother(quint32 keysym, unsigned modifiers);
 
 // Starts the fake provider and makes it the provider Vellumo uses, with key
 // stored for it and the first start done; false, with a warning, if not.

@@ -69,7 +69,8 @@ private Q_SLOTS:
         QString printed;
         QCOMPARE(runVellumo({}, &printed), 0);
         QCOMPARE(printed, QStringLiteral("Vellumo is already running: its settings open there.\n"));
-        QVERIFY(m_vellumo.waitFor(QStringLiteral("Settings asked for"), from));
+        QVERIFY(m_vellumo.waitFor(QStringLiteral("Activating screen"), from));
+        QTRY_VERIFY(windowFrame(QStringLiteral("Vellumo Settings")).has_value());
         QVERIFY(m_vellumo.isRunning());
     }
 

@@ -79,22 +79,3 @@ bool showPopup(PopupWindow &window)
     window.show();
     return QTest::qWaitForWindowExposed(&window);
 }
-
-namespace {
-QtMessageHandler previousHandler = nullptr;
-
-void filterMessages(QtMsgType type, const QMessageLogContext &context, const QString &message)
-{
-    if (message.startsWith(QLatin1String("This plugin does not support"))) {
-        return;
-    }
-    previousHandler(type, context, message);
-}
-} // namespace
-
-void quietOffscreenWarnings()
-{
-    if (!previousHandler) {
-        previousHandler = qInstallMessageHandler(filterMessages);
-    }
-}

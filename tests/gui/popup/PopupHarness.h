@@ -4,6 +4,7 @@
 #include "AIVendor.h"
 #include "FakePopupSupport.h"
 #include "FakeProvider.h"
+#include "WidgetTestSupport.h"
 
 #include <QStringList>
 #include <QWidget>
@@ -56,9 +57,7 @@ private:
     std::unique_ptr<VendorManager> m_vendors;
 };
 
-// Drops the offscreen platform's notes about what it cannot do (grabbing
-// the keyboard, raising), which would bury the test's own output.
-void quietOffscreenWarnings();
+using TestSupport::quietOffscreenWarnings;
 
 // Waits until the window is on screen and the view has laid out its list.
 bool showPopup(PopupWindow &window);

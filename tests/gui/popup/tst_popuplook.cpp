@@ -13,6 +13,7 @@
 #include "SearchField.h"
 #include "TestSupport.h"
 #include "VendorManager.h"
+#include "WidgetTestSupport.h"
 
 #include <QApplication>
 #include <QDir>
@@ -25,28 +26,8 @@
 
 namespace {
 
-QPalette darkPalette()
-{
-    QPalette dark;
-    dark.setColor(QPalette::Window, QColor(40, 40, 43));
-    dark.setColor(QPalette::WindowText, QColor(236, 236, 238));
-    dark.setColor(QPalette::Base, QColor(28, 28, 30));
-    dark.setColor(QPalette::Text, QColor(236, 236, 238));
-    dark.setColor(QPalette::Button, QColor(52, 52, 56));
-    dark.setColor(QPalette::ButtonText, QColor(236, 236, 238));
-    dark.setColor(QPalette::Highlight, QColor(10, 100, 220));
-    dark.setColor(QPalette::HighlightedText, Qt::white);
-    return dark;
-}
-
-QPalette lightPalette()
-{
-    const std::unique_ptr<QStyle> fusion(QStyleFactory::create("Fusion"));
-    QPalette light = fusion->standardPalette();
-    light.setColor(QPalette::Highlight, QColor(0, 99, 225));
-    light.setColor(QPalette::HighlightedText, Qt::white);
-    return light;
-}
+using TestSupport::darkPalette;
+using TestSupport::lightPalette;
 
 bool near(QColor a, QColor b, int tolerance = 3)
 {
@@ -144,10 +125,8 @@ private Q_SLOTS:
         QApplication::setPalette(lightPalette());
         QString error;
         QVERIFY2(m_setup.start(&error), qPrintable(error));
-        const QString build = qEnvironmentVariable("VELLUMO_BUILD_DIR");
-        QVERIFY(!build.isEmpty());
-        m_screenshots.setPath(build + "/screenshots");
-        QVERIFY(m_screenshots.mkpath("."));
+        m_screenshots = TestSupport::screenshotFolder();
+        QVERIFY(!m_screenshots.path().isEmpty());
     }
 
     void init()

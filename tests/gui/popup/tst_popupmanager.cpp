@@ -1,7 +1,9 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // The shortcut-to-paste loop against the fake desktop: the selection read
 // from the active window's PRIMARY, the popup, and where the answer goes
-// when the remembered window is still there, gone, or behind another one.
+// when the remembered window is still there, gone, or behind another one;
+// and a text field of Vellumo's own window, read and replaced in place.
+#include "ContentView.h"
 #include "FakeKeyInput.h"
 #include "FakePopupSupport.h"
 #include "FakeSelections.h"
@@ -9,11 +11,15 @@
 #include "KeychainService.h"
 #include "PopupHarness.h"
 #include "PopupManager.h"
+#include "QtOwnText.h"
 #include "TestSupport.h"
 #include "VendorManager.h"
 
 #include <QClipboard>
 #include <QGuiApplication>
+#include <QLineEdit>
+#include <QPlainTextEdit>
+#include <QVBoxLayout>
 #include <QtTest>
 
 using platform::Selection;
@@ -36,10 +42,11 @@ class PopupManagerTest : public QObject {
     platform::fake::Selections m_selections;
     platform::fake::KeyInput m_keys;
     platform::fake::PopupSupport m_popups;
+    platform::QtOwnText m_ownText;
 
     std::unique_ptr<PopupManager> makeManager()
     {
-        return std::make_unique<PopupManager>(m_windows, m_selections, m_keys, m_popups,
+        return std::make_unique<PopupManager>(m_windows, m_selections, m_keys, m_popups, m_ownText,
                                               m_setup.configureNone(), KeychainService::shared());
     }
 
@@ -143,7 +150,96 @@ private Q_SLOTS:
         QCOMPARE(m_keys.posted().size(), postedBefore);
     }
 
+    // A window of Vellumo's own is in front: its focused field alone is read
+    // (not PRIMARY, which another application holds), and the answer goes
+    // into the field itself, as one edit its undo takes back, without the
+    // clipboard or a key. Fields that hide their text or cannot be edited
+    // give no text at all.
+    void ownWindowFieldIsReadAndReplacedInPlace_data()
+    {
+        QTest::addColumn<QString>("field");
+        QTest::addColumn<QString>("replaced");
+        const QString none;
+        QTest::addRow("plain text, over a line end")
+            << "plain" << QStringLiteral("first %1 line").arg(answer);
+        QTest::addRow("line edit") << "line" << QStringLiteral("first %1 line").arg(answer);
+        QTest::addRow("hidden text") << "password" << none;
+        QTest::addRow("read-only") << "readonly" << none;
+    }
+
+    void ownWindowFieldIsReadAndReplacedInPlace()
+    {
+        QFETCH(QString, field);
+        QFETCH(QString, replaced);
+        const bool plain = field != u"line" && field != u"password";
+        const QString original = plain ? QStringLiteral("first line\nsecond line")
+                                       : QStringLiteral("first line, second line");
+        QWidget window;
+        auto *layout = new QVBoxLayout(&window);
+        QPlainTextEdit *edit = plain ? new QPlainTextEdit(original, &window) : nullptr;
+        QLineEdit *line = plain ? nullptr : new QLineEdit(original, &window);
+        QWidget *input = plain ? static_cast<QWidget *>(edit) : line;
+        layout->addWidget(input);
+        if (edit) {
+            edit->setReadOnly(field == u"readonly");
+            // "line\nsecond": from the first line's second word into the second line.
+            QTextCursor cursor = edit->textCursor();
+            cursor.setPosition(6);
+            cursor.setPosition(17, QTextCursor::KeepAnchor);
+            edit->setTextCursor(cursor);
+        } else {
+            line->setEchoMode(field == u"password" ? QLineEdit::Password : QLineEdit::Normal);
+            line->setSelection(6, 12);
+        }
+        window.show();
+        QVERIFY(QTest::qWaitForWindowActive(&window));
+        input->setFocus();
+        m_windows.add({window.winId(), QCoreApplication::applicationPid(),
+                       QStringLiteral("vellumo"), QStringLiteral("Vellumo"),
+                       QStringLiteral("Welcome to Vellumo")});
+        m_windows.setActive(window.winId());
+        auto forget = qScopeGuard([&] { m_windows.close(window.winId()); });
+        QGuiApplication::clipboard()->setText(QStringLiteral("the user's clipboard"));
+
+        const auto manager = makeManager();
+        QSignalSpy shown(manager.get(), &PopupManager::popupShown);
+        QSignalSpy replacedSpy(manager.get(), &PopupManager::textReplaced);
+        if (replaced.isEmpty()) {
+            const QString output = TestSupport::captureStdout([&] {
+                manager->handleShortcut();
+                QTest::qWait(PopupManagerTest::captureMs);
+            });
+            QCOMPARE(output.split(u'\n', Qt::SkipEmptyParts),
+                     QStringList({QStringLiteral("Hotkey pressed, getting selected text..."),
+                                  QStringLiteral("No text selected")}));
+            QCOMPARE(shown.size(), 0);
+            return;
+        }
+        manager->handleShortcut();
+        QTRY_COMPARE(shown.size(), 1);
+        QCOMPARE(manager->popup()->contentView()->text(),
+                 plain ? QStringLiteral("line\nsecond") : QStringLiteral("line, second"));
+        QCOMPARE(manager->originalApp().value_or(platform::Window{}).id, quint64(window.winId()));
+
+        const int postedBefore = int(m_keys.posted().size());
+        manager->handleTextReplacement(answer);
+        QTRY_COMPARE(replacedSpy.size(), 1);
+        const auto text = [&] { return edit ? edit->toPlainText() : line->text(); };
+        QCOMPARE(text(), replaced);
+        QCOMPARE(m_keys.posted().size(), postedBefore);
+        QCOMPARE(QGuiApplication::clipboard()->text(), QStringLiteral("the user's clipboard"));
+
+        if (edit) {
+            edit->undo();
+        } else {
+            line->undo();
+        }
+        QCOMPARE(text(), original);
+    }
+
 private:
+    // Reading the own window's field needs no other process.
+    static constexpr int captureMs = 300;
     // The paste gives up once the window has not been the active one for
     // this long.
     static constexpr int settleMs =

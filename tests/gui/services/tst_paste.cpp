@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // The paste against the fake desktop: which chord goes to which window,
 // which selection must hold the answer, and when nothing may be posted.
+#include "Await.h"
 #include "FakeKeyInput.h"
 #include "FakeSelections.h"
 #include "FakeWindows.h"
@@ -24,13 +25,9 @@ constexpr quint64 editorWindow = 0x400001;
 constexpr qint64 editorProcess = 4100;
 constexpr quint64 otherWindow = 0x500001;
 
-Outcome await(QFuture<Outcome> future)
+Outcome await(const QFuture<Outcome> &future)
 {
-    QDeadlineTimer deadline(15000);
-    while (!future.isFinished() && !deadline.hasExpired()) {
-        QCoreApplication::processEvents(QEventLoop::AllEvents, 5);
-    }
-    return future.isFinished() ? future.result() : Outcome::NotRead;
+    return TestSupport::finishes(future, 15000) ? future.result() : Outcome::NotRead;
 }
 
 } // namespace
@@ -70,15 +67,13 @@ private Q_SLOTS:
         QTest::addColumn<QString>("cls");
         QTest::addColumn<KeyChord>("chord");
         QTest::addColumn<int>("selection");
-        QTest::addRow("editor") << "mousepad"
-                                << "Mousepad" << KeyChord{{Keysym::controlL}, 'v'}
+        QTest::addRow("editor") << "mousepad" << u"Mousepad"_qs << KeyChord{{Keysym::controlL}, 'v'}
                                 << int(Selection::Clipboard);
         QTest::addRow("terminal emulator")
-            << "xfce4-terminal"
-            << "Xfce4-terminal" << KeyChord{{Keysym::controlL, Keysym::shiftL}, 'v'}
-            << int(Selection::Clipboard);
-        QTest::addRow("xterm") << "xterm"
-                               << "XTerm" << KeyChord{{Keysym::shiftL}, Keysym::insert}
+            << "xfce4-terminal" << u"Xfce4-terminal"_qs
+            << KeyChord{{Keysym::controlL, Keysym::shiftL}, 'v'} << int(Selection::Clipboard);
+        QTest::addRow("xterm") << "xterm" << u"XTerm"_qs
+                               << KeyChord{{Keysym::shiftL}, Keysym::insert}
                                << int(Selection::Primary);
     }
 

@@ -1,8 +1,23 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "CopyMenuItem.h"
+#include "FakeKeyInput.h"
+#include "FakeWindows.h"
 #include "TestSupport.h"
 
 #include <QTest>
+
+namespace {
+
+constexpr quint32 escapeKeysym = 0xff1b;
+
+qsizetype escapesIn(const QList<platform::KeyChord> &posted)
+{
+    return std::count_if(posted.cbegin(), posted.cend(), [](const platform::KeyChord &chord) {
+        return chord.key == escapeKeysym && chord.modifiers.isEmpty();
+    });
+}
+
+} // namespace
 
 class CopyMenuItemTest : public QObject {
     Q_OBJECT
@@ -100,6 +115,41 @@ private Q_SLOTS:
         QFETCH(QString, identifier);
         QFETCH(bool, matches);
         QCOMPARE(CopyMenuItem::isCopyIdentifier(identifier), matches);
+    }
+
+    // LibreOffice takes the keyboard for the press, gives it back, and takes
+    // it again for the menu it leaves open, here just after Vellumo first
+    // looked: that menu is left all the same, with one Escape.
+    void aMenuThatTakesTheKeyboardAgainIsLeft()
+    {
+        platform::fake::Windows windows;
+        platform::fake::KeyInput keys;
+        const auto grabs = keys.watchKeyboardGrabs();
+        QVERIFY(grabs);
+        keys.setKeyboardGrabbedByAnother(true);  // the item's menu opens for the press
+        keys.setKeyboardGrabbedByAnother(false); // and closes
+        keys.onGrabLook([&keys] {
+            keys.onGrabLook({});
+            keys.setKeyboardGrabbedByAnother(true);
+        });
+        keys.onPost([&keys](const platform::KeyChord &chord) {
+            if (chord.key == escapeKeysym) {
+                keys.setKeyboardGrabbedByAnother(false);
+            }
+        });
+        QVERIFY(CopyMenuItem::leaveMenuMode(windows, keys, grabs.get()));
+        QCOMPARE(escapesIn(keys.posted()), 1);
+        QVERIFY(!keys.keyboardGrabbedByAnother());
+    }
+
+    // An application that never took the keyboard for the press gets no key.
+    void noMenuNoEscape()
+    {
+        platform::fake::Windows windows;
+        platform::fake::KeyInput keys;
+        const auto grabs = keys.watchKeyboardGrabs();
+        QVERIFY(CopyMenuItem::leaveMenuMode(windows, keys, grabs.get()));
+        QCOMPARE(keys.posted().size(), 0);
     }
 };
 

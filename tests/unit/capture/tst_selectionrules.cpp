@@ -20,8 +20,7 @@ private Q_SLOTS:
         const QString two = QStringLiteral("First paragraph\nSecond paragraph");
         QTest::newRow("the last paragraph's share") << two << "Second paragraph" << true;
         QTest::newRow("with its break") << two << "First paragraph\n" << true;
-        QTest::newRow("a stale whole") << "an older selection"
-                                       << "Second paragraph" << false;
+        QTest::newRow("a stale whole") << "an older selection" << u"Second paragraph"_qs << false;
         QTest::newRow("placeholders around text")
             << two << QStringLiteral("\uFFFCSecond par") << true;
         QTest::newRow("pieces out of order") << two << QStringLiteral("Second\uFFFCFirst") << false;

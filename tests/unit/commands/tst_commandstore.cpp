@@ -57,15 +57,14 @@ private Q_SLOTS:
     {
         const QList<AICommand> &defaults = defaultCommands();
         QCOMPARE(defaults.size(), 8);
-        QCOMPARE(defaults.at(0).title,
-                 QStringLiteral("✍️ Rewrite this text in a different way"));
-        QCOMPARE(defaults.at(2).title, QStringLiteral("🇩🇪 Translate to German"));
+        QCOMPARE(defaults.at(0).title, u"✍️ Rewrite this text in a different way"_qs);
+        QCOMPARE(defaults.at(2).title, u"🇩🇪 Translate to German"_qs);
         QCOMPARE(defaults.at(7).prompt,
                  QStringLiteral("Continue writing from this point, maintaining the same style "
                                 "and tone: {text}"));
         QSet<QUuid> ids;
         for (const AICommand &command : defaults) {
-            QVERIFY(command.prompt.endsWith(QStringLiteral(": {text}")));
+            QVERIFY(command.prompt.endsWith(u": {text}"_qs));
             ids.insert(command.id);
         }
         QCOMPARE(ids.size(), 8);
@@ -78,7 +77,7 @@ private Q_SLOTS:
         auto idsOfOneRun = [] {
             QProcess process;
             QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
-            env.insert(QStringLiteral("VELLUMO_PRINT_DEFAULT_IDS"), QStringLiteral("1"));
+            env.insert(u"VELLUMO_PRINT_DEFAULT_IDS"_qs, u"1"_qs);
             process.setProcessEnvironment(env);
             process.start(QCoreApplication::applicationFilePath(), {});
             process.waitForFinished(10000);
@@ -96,9 +95,9 @@ private Q_SLOTS:
 
     void firstTitleWinsAndStoredCommandsComeFirst()
     {
-        const AICommand a(QStringLiteral("Alpha"), QStringLiteral("A {text}"));
-        const AICommand b(QStringLiteral("Alpha"), QStringLiteral("B {text}"));
-        const AICommand c(defaultCommands().at(1).title, QStringLiteral("my own shortening"));
+        const AICommand a(u"Alpha"_qs, u"A {text}"_qs);
+        const AICommand b(u"Alpha"_qs, u"B {text}"_qs);
+        const AICommand c(defaultCommands().at(1).title, u"my own shortening"_qs);
         saveStoredCommands({a, b, c});
 
         const QList<AICommand> list = availableCommands(QString());
@@ -113,32 +112,29 @@ private Q_SLOTS:
 
     void titlesCompareUnderCanonicalEquivalence()
     {
-        const QString precomposed = QStringLiteral("Caf\u00e9");
-        const QString decomposed = QStringLiteral("Cafe\u0301");
-        saveStoredCommands({AICommand(precomposed, QStringLiteral("x")),
-                            AICommand(decomposed, QStringLiteral("y"))});
+        const QString precomposed = u"Caf\u00e9"_qs;
+        const QString decomposed = u"Cafe\u0301"_qs;
+        saveStoredCommands({AICommand(precomposed, u"x"_qs), AICommand(decomposed, u"y"_qs)});
         const QList<AICommand> list = availableCommands(QString());
         QCOMPARE(list.size(), 9);
-        QCOMPARE(list.at(0).prompt, QStringLiteral("x"));
-        QCOMPARE(availableCommands(QStringLiteral("CAFE\u0301")).size(), 1);
+        QCOMPARE(list.at(0).prompt, u"x"_qs);
+        QCOMPARE(availableCommands(u"CAFE\u0301"_qs).size(), 1);
     }
 
     void searchIsCaseInsensitiveOnTitlesOnly_data()
     {
         QTest::addColumn<QString>("search");
         QTest::addColumn<QStringList>("expected");
-        QTest::newRow("capitals") << QStringLiteral("GERMAN")
-                                  << QStringList{QStringLiteral("🇩🇪 Translate to German")};
-        QTest::newRow("prompt words are not searched")
-            << QStringLiteral("following") << QStringList{};
+        QTest::newRow("capitals") << u"GERMAN"_qs << QStringList{u"🇩🇪 Translate to German"_qs};
+        QTest::newRow("prompt words are not searched") << u"following"_qs << QStringList{};
         QTest::newRow("several matches keep list order")
-            << QStringLiteral("THIS TEXT")
+            << u"THIS TEXT"_qs
             << QStringList{defaultCommands().at(0).title, defaultCommands().at(1).title,
                            defaultCommands().at(3).title, defaultCommands().at(4).title,
                            defaultCommands().at(6).title};
         // The search text is not trimmed: a single blank matches every title.
-        QTest::newRow("a blank is a search") << QStringLiteral(" ") << defaultTitles();
-        QTest::newRow("trailing blank narrows") << QStringLiteral("German ") << QStringList{};
+        QTest::newRow("a blank is a search") << u" "_qs << defaultTitles();
+        QTest::newRow("trailing blank narrows") << u"German "_qs << QStringList{};
     }
 
     void searchIsCaseInsensitiveOnTitlesOnly()
@@ -168,13 +164,13 @@ private Q_SLOTS:
     {
         addDefaultCommands();
         QList<AICommand> stored = loadStoredCommands();
-        stored[2].title = QStringLiteral("🇩🇪 translate to german"); // only the case differs
+        stored[2].title = u"🇩🇪 translate to german"_qs; // only the case differs
         saveStoredCommands(stored);
 
         addDefaultCommands();
         const QList<AICommand> after = loadStoredCommands();
         QCOMPARE(after.size(), 9);
-        QCOMPARE(after.at(2).title, QStringLiteral("🇩🇪 translate to german"));
+        QCOMPARE(after.at(2).title, u"🇩🇪 translate to german"_qs);
         QCOMPARE(after.at(8).title, defaultCommands().at(2).title);
     }
 
@@ -222,15 +218,14 @@ private Q_SLOTS:
 
     void jsonFormUsesUpperCaseIdsAndReadsEitherCase()
     {
-        const AICommand command(
-            QUuid::fromString(QStringLiteral("e621e1f8-c36c-495a-93fc-0c247a3e6e5f")),
-            QStringLiteral("T"), QStringLiteral("P {text}"));
+        const AICommand command(QUuid::fromString(u"e621e1f8-c36c-495a-93fc-0c247a3e6e5f"_qs),
+                                u"T"_qs, u"P {text}"_qs);
         saveStoredCommands({command});
         const QJsonArray array = QJsonDocument::fromJson(storedRaw()).array();
         QCOMPARE(array.size(), 1);
         const QJsonObject object = array.at(0).toObject();
         QCOMPARE(object.value(QLatin1String("id")).toString(),
-                 QStringLiteral("E621E1F8-C36C-495A-93FC-0C247A3E6E5F"));
+                 u"E621E1F8-C36C-495A-93FC-0C247A3E6E5F"_qs);
         QCOMPARE(object.keys().size(), 3);
 
         storeRaw(
@@ -244,23 +239,23 @@ private Q_SLOTS:
     {
         QList<AICommand> many;
         for (int i = 0; i < 10000; ++i) {
-            many.append(AICommand(QStringLiteral("Command %1").arg(i), QStringLiteral("Do %1")));
+            many.append(AICommand(u"Command %1"_qs.arg(i), u"Do %1"_qs));
         }
         saveStoredCommands(many);
         QCOMPARE(loadStoredCommands(), many);
         QCOMPARE(availableCommands(QString()).size(), 10008);
-        QCOMPARE(availableCommands(QStringLiteral("command 9999")).size(), 1);
+        QCOMPARE(availableCommands(u"command 9999"_qs).size(), 1);
     }
 
     void commandEqualityComparesAllFields()
     {
-        const AICommand a(QStringLiteral("T"), QStringLiteral("P"));
+        const AICommand a(u"T"_qs, u"P"_qs);
         AICommand b = a;
         QCOMPARE(a, b);
         QCOMPARE(qHash(a), qHash(b));
-        b.prompt = QStringLiteral("Q");
+        b.prompt = u"Q"_qs;
         QVERIFY(a != b);
-        QVERIFY(AICommand(QStringLiteral("T"), QStringLiteral("P")).id != a.id);
+        QVERIFY(AICommand(u"T"_qs, u"P"_qs).id != a.id);
     }
 
     void composingTheCommandPrompt_data()
@@ -269,21 +264,15 @@ private Q_SLOTS:
         QTest::addColumn<QString>("text");
         QTest::addColumn<QString>("expected");
         QTest::newRow("placeholder")
-            << QStringLiteral("Translate: {text}") << QStringLiteral("Hallo")
-            << QStringLiteral("Translate: Hallo");
-        QTest::newRow("two placeholders") << QStringLiteral("{text} and {text}")
-                                          << QStringLiteral("x") << QStringLiteral("x and x");
+            << u"Translate: {text}"_qs << u"Hallo"_qs << u"Translate: Hallo"_qs;
+        QTest::newRow("two placeholders") << u"{text} and {text}"_qs << u"x"_qs << u"x and x"_qs;
         QTest::newRow("placeholder in other case")
-            << QStringLiteral("Fix {Text}") << QStringLiteral("abc")
-            << QStringLiteral("Fix {Text}\n\nText to process: abc");
-        QTest::newRow("no placeholder")
-            << QStringLiteral("make it formal") << QStringLiteral(" hi \n")
-            << QStringLiteral("make it formal\n\nText to process:  hi \n");
-        QTest::newRow("empty text")
-            << QStringLiteral("Say: {text}") << QString() << QStringLiteral("Say: ");
+            << u"Fix {Text}"_qs << u"abc"_qs << u"Fix {Text}\n\nText to process: abc"_qs;
+        QTest::newRow("no placeholder") << u"make it formal"_qs << u" hi \n"_qs
+                                        << u"make it formal\n\nText to process:  hi \n"_qs;
+        QTest::newRow("empty text") << u"Say: {text}"_qs << QString() << u"Say: "_qs;
         QTest::newRow("text holding the placeholder")
-            << QStringLiteral("A {text} B") << QStringLiteral("{text}")
-            << QStringLiteral("A {text} B");
+            << u"A {text} B"_qs << u"{text}"_qs << u"A {text} B"_qs;
     }
 
     void composingTheCommandPrompt()

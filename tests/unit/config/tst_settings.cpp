@@ -54,16 +54,6 @@ private Q_SLOTS:
         QCOMPARE(store.data(u"word"_qs), std::optional<QByteArray>("maybe"));
     }
 
-    void removeForgetsTheKey()
-    {
-        DefaultsStore &store = DefaultsStore::standard();
-        store.setBoolean(u"has_seeded_default_prompts"_qs, true);
-        store.remove(u"has_seeded_default_prompts"_qs);
-        QVERIFY(!store.contains(u"has_seeded_default_prompts"_qs));
-        DefaultsStore reader(store.filePath());
-        QVERIFY(!reader.contains(u"has_seeded_default_prompts"_qs));
-    }
-
     void aHandEditedFileIsRead()
     {
         const QString path = DefaultsStore::standard().filePath() + u".edited"_qs;

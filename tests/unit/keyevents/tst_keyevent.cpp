@@ -89,33 +89,21 @@ private Q_SLOTS:
     {
         QTest::addColumn<QString>("character");
         QTest::addColumn<QString>("key");
-        QTest::addRow("digit") << "0"
-                               << "zero";
-        QTest::addRow("period") << "."
-                                << "period";
-        QTest::addRow("minus") << "-"
-                               << "minus";
-        QTest::addRow("equal") << "="
-                               << "equal";
-        QTest::addRow("comma") << ","
-                               << "comma";
-        QTest::addRow("line feed") << "\n"
-                                   << "keypadEnter";
-        QTest::addRow("F5") << "F5"
-                            << "f5";
-        QTest::addRow("f5") << "f5"
-                            << "f5";
-        QTest::addRow("upper A") << "A"
-                                 << "a";
-        QTest::addRow("star") << "*"
-                              << "keypadMultiply";
+        QTest::addRow("digit") << "0" << u"zero"_qs;
+        QTest::addRow("period") << "." << u"period"_qs;
+        QTest::addRow("minus") << "-" << u"minus"_qs;
+        QTest::addRow("equal") << "=" << u"equal"_qs;
+        QTest::addRow("comma") << "," << u"comma"_qs;
+        QTest::addRow("line feed") << "\n" << u"keypadEnter"_qs;
+        QTest::addRow("F5") << "F5" << u"f5"_qs;
+        QTest::addRow("f5") << "f5" << u"f5"_qs;
+        QTest::addRow("upper A") << "A" << u"a"_qs;
+        QTest::addRow("star") << "*" << u"keypadMultiply"_qs;
         QTest::addRow("yen") << QStringLiteral("¥") << "jisYen";
-        QTest::addRow("exclamation") << "!"
-                                     << "";
+        QTest::addRow("exclamation") << "!" << u""_qs;
         QTest::addRow("accented") << QStringLiteral("é") << "";
         QTest::addRow("emoji") << QStringLiteral("🙂") << "";
-        QTest::addRow("empty") << ""
-                               << "";
+        QTest::addRow("empty") << "" << u""_qs;
     }
 
     void keyForCharacterTakesTheFirstMatch()

@@ -68,11 +68,11 @@ private Q_SLOTS:
         const platform::FreedesktopNotifications notifications;
         notifications.notify(QStringLiteral("Vellumo"), QStringLiteral("Nobody listens"));
         QTRY_COMPARE(notificationLog.size(), 1);
-        // The bus may also try to start a daemon that cannot run here.
-        static const QRegularExpression logged(QStringLiteral(
-            R"(^Cannot show a notification: .+ \(org\.freedesktop\.DBus\.Error\.[\w.]+\)$)"));
-        QVERIFY2(logged.match(notificationLog.first()).hasMatch(),
-                 qPrintable(notificationLog.first()));
+        QVERIFY2(
+            notificationLog.first().startsWith(QStringLiteral("Cannot show a notification: ")) &&
+                notificationLog.first().endsWith(
+                    QStringLiteral("(org.freedesktop.DBus.Error.ServiceUnknown)")),
+            qPrintable(notificationLog.first()));
         QVERIFY(!notificationLog.first().contains(QStringLiteral("Nobody listens")));
     }
 

@@ -126,18 +126,13 @@ private Q_SLOTS:
     {
         QTest::addColumn<QString>("executable");
         QTest::addColumn<QString>("exec");
-        QTest::addRow("plain") << "/usr/bin/vellumo"
-                               << "/usr/bin/vellumo";
-        QTest::addRow("space") << "/opt/my apps/vellumo"
-                               << "\"/opt/my apps/vellumo\"";
-        QTest::addRow("dollar") << "/opt/$x/vellumo"
-                                << "\"/opt/\\\\$x/vellumo\"";
-        QTest::addRow("backslash") << "/opt/a\\b/vellumo"
-                                   << "\"/opt/a\\\\\\\\b/vellumo\"";
-        QTest::addRow("percent") << "/opt/100%/vellumo"
-                                 << "/opt/100%%/vellumo";
-        QTest::addRow("percent, quoted") << "/opt/100% sure/vellumo"
-                                         << "\"/opt/100%% sure/vellumo\"";
+        QTest::addRow("plain") << "/usr/bin/vellumo" << u"/usr/bin/vellumo"_qs;
+        QTest::addRow("space") << "/opt/my apps/vellumo" << u"\"/opt/my apps/vellumo\""_qs;
+        QTest::addRow("dollar") << "/opt/$x/vellumo" << u"\"/opt/\\\\$x/vellumo\""_qs;
+        QTest::addRow("backslash") << "/opt/a\\b/vellumo" << u"\"/opt/a\\\\\\\\b/vellumo\""_qs;
+        QTest::addRow("percent") << "/opt/100%/vellumo" << u"/opt/100%%/vellumo"_qs;
+        QTest::addRow("percent, quoted")
+            << "/opt/100% sure/vellumo" << u"\"/opt/100%% sure/vellumo\""_qs;
     }
 
     void execFollowsTheSpecification()
@@ -156,7 +151,9 @@ private Q_SLOTS:
         const XdgAutostart item(QStringLiteral("/usr/bin/vellumo"));
         QVERIFY(!item.setEnabled(true));
         QCOMPARE(loginItemLog,
-                 QStringList{QStringLiteral("Cannot create the autostart folder ") + autostart});
+                 QStringList{QStringLiteral("Failed to enable launch at login: cannot create the "
+                                            "autostart folder ") +
+                             autostart});
 
         // An entry that is a folder with something in it cannot be removed.
         loginItemLog.clear();
@@ -164,10 +161,55 @@ private Q_SLOTS:
         QVERIFY(QDir().mkpath(XdgAutostart::entryPath() + QStringLiteral("/inside")));
         QVERIFY(!item.setEnabled(false));
         QCOMPARE(loginItemLog.size(), 1);
-        QVERIFY2(
-            loginItemLog.first().startsWith(QStringLiteral("Cannot remove the autostart entry ") +
-                                            XdgAutostart::entryPath() + u':'),
-            qPrintable(loginItemLog.first()));
+        QVERIFY2(loginItemLog.first().startsWith(
+                     QStringLiteral("Failed to disable launch at login: cannot remove the "
+                                    "autostart entry ") +
+                     XdgAutostart::entryPath() + u':'),
+                 qPrintable(loginItemLog.first()));
+        // Enabling removes the old entry first, and says so in its own words.
+        loginItemLog.clear();
+        QVERIFY(!item.setEnabled(true));
+        QCOMPARE(loginItemLog.size(), 1);
+        QVERIFY2(loginItemLog.first().startsWith(
+                     QStringLiteral("Failed to enable launch at login: cannot remove the "
+                                    "autostart entry ")),
+                 qPrintable(loginItemLog.first()));
+    }
+
+    // Enabling an enabled entry writes it anew: one turned off by the
+    // desktop's settings, or naming another program, is on and current after.
+    void enablingAgainReplacesTheEntry()
+    {
+        QVERIFY(XdgAutostart(QStringLiteral("/old/vellumo")).setEnabled(true));
+        QFile entry(XdgAutostart::entryPath());
+        QVERIFY(entry.open(QIODevice::Append));
+        entry.write("Hidden=true\n");
+        entry.close();
+        const XdgAutostart item(QStringLiteral("/new/vellumo"));
+        QVERIFY(!item.isEnabled());
+        QVERIFY(item.setEnabled(true));
+        QVERIFY(item.isEnabled());
+        const QByteArray text = readAll(XdgAutostart::entryPath());
+        QVERIFY(text.contains("Exec=/new/vellumo\n"));
+        QVERIFY(!text.contains("/old/"));
+        QVERIFY(!text.contains("Hidden"));
+        QVERIFY(loginItemLog.isEmpty());
+    }
+
+    // The installed program when it is there and runs, else the running one.
+    void startsTheInstalledProgramWhenThereIsOne()
+    {
+        QTemporaryDir root;
+        const QString running = QStringLiteral("/build/src/app/vellumo");
+        const QString installed = root.filePath(QStringLiteral("vellumo"));
+        QCOMPARE(XdgAutostart::executableToStart(installed, running), running);
+        QFile program(installed);
+        QVERIFY(program.open(QIODevice::WriteOnly));
+        program.close();
+        QCOMPARE(XdgAutostart::executableToStart(installed, running), running);
+        QVERIFY(program.setPermissions(program.permissions() | QFile::ExeOwner));
+        QCOMPARE(XdgAutostart::executableToStart(installed, running), installed);
+        QCOMPARE(XdgAutostart::executableToStart(root.path(), running), running);
     }
 };
 

@@ -9,28 +9,42 @@ class APIErrorTest : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
-    void descriptions_data()
+    // The log's text (description, and what()) and the user's sentence.
+    void failuresOtherThanAStatus_data()
     {
         QTest::addColumn<int>("index");
         QTest::addColumn<QString>("description");
-        QTest::newRow("http 429") << 0 << u"HTTP error: 429"_qs;
-        QTest::newRow("network") << 1 << u"Network error: Connection refused"_qs;
-        QTest::newRow("url") << 2 << u"Invalid URL"_qs;
-        QTest::newRow("encoding") << 3 << u"Failed to encode request"_qs;
-        QTest::newRow("response") << 4 << u"Invalid response from server"_qs;
-        QTest::newRow("content") << 5 << u"No content received from API"_qs;
+        QTest::addColumn<QString>("sentence");
+        QTest::newRow("network") << 0 << u"Network error: Connection refused"_qs
+                                 << u"Network error: Connection refused"_qs;
+        QTest::newRow("url") << 1 << u"Invalid URL"_qs
+                             << u"Invalid API URL. Please check your host and path settings."_qs;
+        QTest::newRow("encoding") << 2 << u"Failed to encode request"_qs
+                                  << u"Failed to encode request. Please try again."_qs;
+        QTest::newRow("response") << 3 << u"Invalid response from server"_qs
+                                  << u"Invalid response from API server."_qs;
+        QTest::newRow("content") << 4 << u"No content received from API"_qs
+                                 << u"No content received from API."_qs;
+        const QString plainHttp =
+            u"Plain http:// is only used for a server on this computer (localhost, "
+            "127.x.x.x or ::1); gpu.example must be reached over https://."_qs;
+        QTest::newRow("plain http") << 5 << plainHttp << plainHttp;
     }
 
-    void descriptions()
+    void failuresOtherThanAStatus()
     {
         QFETCH(int, index);
         QFETCH(QString, description);
-        const APIError errors[] = {
-            APIError::httpError(429),    APIError::networkError(u"Connection refused"_qs),
-            APIError::invalidURL(),      APIError::encodingError(),
-            APIError::invalidResponse(), APIError::noContent()};
+        QFETCH(QString, sentence);
+        const APIError errors[] = {APIError::networkError(u"Connection refused"_qs),
+                                   APIError::invalidURL(),
+                                   APIError::encodingError(),
+                                   APIError::invalidResponse(),
+                                   APIError::noContent(),
+                                   APIError::insecureHost(u"gpu.example"_qs)};
         QCOMPARE(errors[index].description(), description);
         QCOMPARE(QString::fromUtf8(errors[index].what()), description);
+        QCOMPARE(errorText(errors[index]), sentence);
     }
 
     void sentencesForTheUser_data()
@@ -54,23 +68,12 @@ private Q_SLOTS:
     {
         QFETCH(int, status);
         QFETCH(QString, sentence);
-        QCOMPARE(errorText(APIError::httpError(status)), sentence);
+        const APIError error = APIError::httpError(status);
+        QCOMPARE(errorText(error), sentence);
         // The same sentence when the error arrives as a failed future's exception.
-        QCOMPARE(errorText(std::make_exception_ptr(APIError::httpError(status))), sentence);
-    }
-
-    void sentencesForOtherFailures()
-    {
-        QCOMPARE(errorText(APIError::networkError(u"The operation timed out"_qs)),
-                 u"Network error: The operation timed out"_qs);
-        QCOMPARE(errorText(APIError::invalidURL()),
-                 u"Invalid API URL. Please check your host and path settings."_qs);
-        QCOMPARE(errorText(APIError::encodingError()),
-                 u"Failed to encode request. Please try again."_qs);
-        QCOMPARE(errorText(APIError::invalidResponse()), u"Invalid response from API server."_qs);
-        QCOMPARE(errorText(APIError::noContent()), u"No content received from API."_qs);
-        QCOMPARE(errorText(std::make_exception_ptr(std::runtime_error("disk on fire"))),
-                 u"Error: disk on fire"_qs);
+        QCOMPARE(errorText(std::make_exception_ptr(error)), sentence);
+        QCOMPARE(error.description(), "HTTP error: " + QString::number(status));
+        QCOMPARE(QString::fromUtf8(error.what()), error.description());
     }
 
     void errorsSurviveAFailedFuture()
@@ -88,6 +91,8 @@ private Q_SLOTS:
             })
             .waitForFinished();
         QCOMPARE(seen, u"Server error (529). Please try again later."_qs);
+        QCOMPARE(errorText(std::make_exception_ptr(std::runtime_error("disk on fire"))),
+                 u"Error: disk on fire"_qs);
     }
 };
 

@@ -3,6 +3,7 @@
 // under which attributes, and what it says when the keyring is locked or
 // frozen (a store that cannot answer is never taken for "no key").
 #include "APIError.h"
+#include "Await.h"
 #include "KeychainService.h"
 #include "TestSupport.h"
 
@@ -24,9 +25,8 @@ KeychainService &keys()
 
 QByteArray lookup(AIVendor vendor)
 {
-    return secretTool({QStringLiteral("lookup"), QStringLiteral("service"),
-                       KeychainService::service(vendor), QStringLiteral("account"),
-                       QStringLiteral("api_key")});
+    return secretTool(
+        {"lookup", "service", KeychainService::service(vendor), "account", "api_key"});
 }
 
 } // namespace
@@ -42,16 +42,6 @@ private Q_SLOTS:
         for (AIVendor vendor : AIVendors::allCases()) {
             QVERIFY(keys().deleteAPIKey(vendor));
         }
-    }
-
-    void missingKeyIsSilent()
-    {
-        KeychainService::KeyRead read;
-        const QString output = captureStderr([&] { read = keys().readAPIKey(AIVendor::gemini); });
-        QVERIFY(!read.key.has_value());
-        QVERIFY(!read.failed());
-        QCOMPARE(output, QString());
-        QCOMPARE(keys().presence(AIVendor::gemini), KeychainService::Presence::missing);
     }
 
     void keysRoundTripExactlyAsStoredAndAreFoundByTheUsualTool_data()
@@ -75,8 +65,7 @@ private Q_SLOTS:
         QVERIFY(keys().storeAPIKey(key + QStringLiteral("2"), AIVendor::openai));
         QCOMPARE(keys().retrieveAPIKey(AIVendor::openai), std::optional<QString>(key + u'2'));
         const QByteArray all =
-            secretTool({QStringLiteral("search"), QStringLiteral("--all"),
-                        QStringLiteral("service"), KeychainService::service(AIVendor::openai)});
+            secretTool({"search", "--all", "service", KeychainService::service(AIVendor::openai)});
         QCOMPARE(all.count("[/"), 1);
     }
 
@@ -103,16 +92,21 @@ private Q_SLOTS:
                  std::optional<QString>(u"sk-before"_qs));
     }
 
-    void deletingTwiceSucceedsSilently()
+    // Deleting a missing key, and reading one, succeed without a word.
+    void deletingTwiceAndReadingAMissingKeyAreSilent()
     {
-        QVERIFY(keys().storeAPIKey(QStringLiteral("k"), AIVendor::anthropic));
+        QVERIFY(keys().storeAPIKey(u"k"_qs, AIVendor::anthropic));
+        KeychainService::KeyRead read;
         const QString output = captureStderr([&] {
             QVERIFY(keys().deleteAPIKey(AIVendor::anthropic));
             QVERIFY(keys().deleteAPIKey(AIVendor::anthropic));
+            read = keys().readAPIKey(AIVendor::anthropic);
         });
         QCOMPARE(output, QString());
-        QVERIFY(!keys().retrieveAPIKey(AIVendor::anthropic).has_value());
+        QVERIFY(!read.key.has_value());
+        QVERIFY(!read.failed());
         QVERIFY(lookup(AIVendor::anthropic).isEmpty());
+        QCOMPARE(keys().presence(AIVendor::anthropic), KeychainService::Presence::missing);
     }
 
     void eachProviderHasItsOwnItem()
@@ -130,21 +124,13 @@ private Q_SLOTS:
     void anEarlierItemIsMovedOverOnce()
     {
         const QString service = KeychainService::service(AIVendor::gemini);
-        secretTool({QStringLiteral("store"), QStringLiteral("--label=old"),
-                    QStringLiteral("server"), service, QStringLiteral("user"),
-                    QStringLiteral("api_key")},
-                   "AIza-earlier");
+        secretTool({"store", "--label=old", "server", service, "user", "api_key"}, "AIza-earlier");
         QCOMPARE(keys().retrieveAPIKey(AIVendor::gemini),
                  std::optional<QString>(u"AIza-earlier"_qs));
         QCOMPARE(lookup(AIVendor::gemini), QByteArray("AIza-earlier"));
-        QCOMPARE(secretTool({QStringLiteral("lookup"), QStringLiteral("server"), service,
-                             QStringLiteral("user"), QStringLiteral("api_key")}),
-                 QByteArray());
+        QCOMPARE(secretTool({"lookup", "server", service, "user", "api_key"}), QByteArray());
         // Deleting removes both forms, so the old key cannot come back.
-        secretTool({QStringLiteral("store"), QStringLiteral("--label=old"),
-                    QStringLiteral("server"), service, QStringLiteral("user"),
-                    QStringLiteral("api_key")},
-                   "AIza-stale");
+        secretTool({"store", "--label=old", "server", service, "user", "api_key"}, "AIza-stale");
         QVERIFY(keys().deleteAPIKey(AIVendor::gemini));
         QVERIFY(!keys().retrieveAPIKey(AIVendor::gemini).has_value());
     }
@@ -232,6 +218,33 @@ private Q_SLOTS:
         // The service works again once the keyring answers.
         QCOMPARE(keys().retrieveAPIKey(AIVendor::anthropic),
                  std::optional<QString>(u"sk-frozen"_qs));
+    }
+
+    // Writes in the background return at once and land in the order asked,
+    // each one's outcome in its future, a read asked afterwards seeing the
+    // last of them.
+    void backgroundWritesGoOutInOrder()
+    {
+        QElapsedTimer timer;
+        timer.start();
+        const QList<QFuture<bool>> writes{
+            keys().setAPIKeyInBackground(QStringLiteral("sk-first"), AIVendor::openai),
+            keys().setAPIKeyInBackground(QString(), AIVendor::openai),
+            keys().setAPIKeyInBackground(QStringLiteral("sk-second"), AIVendor::openai),
+            keys().setAPIKeyInBackground(QStringLiteral("sk-other"), AIVendor::gemini),
+            keys().setAPIKeyInBackground(QStringLiteral("sk-third"), AIVendor::openai),
+            keys().setAPIKeyInBackground(QString(), AIVendor::gemini)};
+        const QFuture<QString> read = keys().keyForRequest(AIVendor::openai);
+        QVERIFY2(timer.elapsed() < 100, qPrintable(QString::number(timer.elapsed())));
+        QVERIFY(TestSupport::finishes(read, 10000));
+        QCOMPARE(read.result(), QStringLiteral("sk-third"));
+        for (const QFuture<bool> &write : writes) {
+            QVERIFY(write.isFinished());
+            QVERIFY(write.result());
+        }
+        QCOMPARE(lookup(AIVendor::openai), QByteArray("sk-third"));
+        QCOMPARE(lookup(AIVendor::gemini), QByteArray());
+        QCOMPARE(keys().presence(AIVendor::gemini), KeychainService::Presence::missing);
     }
 
     void presenceIsAnnouncedOnTheObjectsThread()

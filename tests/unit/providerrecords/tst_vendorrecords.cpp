@@ -62,8 +62,14 @@ private Q_SLOTS:
         QTest::newRow("blank sub-path") << u"h.example"_qs << u" \t"_qs << u"https://h.example/"_qs;
         QTest::newRow("trailing slash kept")
             << u"h.example"_qs << u"/v1/"_qs << u"https://h.example/v1/"_qs;
-        QTest::newRow("scheme typed twice")
-            << u"https://h.example"_qs << u"/v1"_qs << u"https://https://h.example/v1"_qs;
+        QTest::newRow("https written out")
+            << u"https://h.example"_qs << u"/v1"_qs << u"https://h.example/v1"_qs;
+        QTest::newRow("http written out, closing slashes dropped")
+            << u" http://localhost:11434// "_qs << u"/v1"_qs << u"http://localhost:11434/v1"_qs;
+        QTest::newRow("scheme in capitals kept")
+            << u"HTTP://127.0.0.1:8080"_qs << u"v1"_qs << u"HTTP://127.0.0.1:8080/v1"_qs;
+        QTest::newRow("no scheme, a colon is a port")
+            << u"localhost:11434"_qs << u"/v1"_qs << u"https://localhost:11434/v1"_qs;
         QTest::newRow("port kept")
             << u"127.0.0.1:8443"_qs << u"/v1"_qs << u"https://127.0.0.1:8443/v1"_qs;
     }

@@ -18,20 +18,20 @@ private Q_SLOTS:
         QTest::addColumn<quint32>("key");
         QTest::addColumn<bool>("primary");
         using namespace platform::Keysym;
-        QTest::addRow("editor") << "mousepad"
-                                << "Mousepad" << QList<quint32>{controlL} << quint32('v') << false;
-        QTest::addRow("xterm") << "xterm"
-                               << "XTerm" << QList<quint32>{shiftL} << insert << true;
-        QTest::addRow("uxterm") << "xterm"
-                                << "UXTerm" << QList<quint32>{shiftL} << insert << true;
+        QTest::addRow("editor") << "mousepad" << u"Mousepad"_qs << QList<quint32>{controlL}
+                                << quint32('v') << false;
+        QTest::addRow("xterm") << "xterm" << u"XTerm"_qs << QList<quint32>{shiftL} << insert
+                               << true;
+        QTest::addRow("uxterm") << "xterm" << u"UXTerm"_qs << QList<quint32>{shiftL} << insert
+                                << true;
         QTest::addRow("gnome terminal")
-            << "gnome-terminal-server"
-            << "Gnome-terminal" << QList<quint32>{controlL, shiftL} << quint32('v') << false;
+            << "gnome-terminal-server" << u"Gnome-terminal"_qs << QList<quint32>{controlL, shiftL}
+            << quint32('v') << false;
         QTest::addRow("xfce4-terminal")
-            << "xfce4-terminal"
-            << "Xfce4-terminal" << QList<quint32>{controlL, shiftL} << quint32('v') << false;
-        QTest::addRow("unknown window") << ""
-                                        << "" << QList<quint32>{controlL} << quint32('v') << false;
+            << "xfce4-terminal" << u"Xfce4-terminal"_qs << QList<quint32>{controlL, shiftL}
+            << quint32('v') << false;
+        QTest::addRow("unknown window")
+            << "" << u""_qs << QList<quint32>{controlL} << quint32('v') << false;
     }
 
     void pasteChordFollowsTheWindowClass()

@@ -10,6 +10,7 @@
 #include <QClipboard>
 #include <QElapsedTimer>
 #include <QGuiApplication>
+#include <QLoggingCategory>
 #include <QMimeData>
 #include <QPointer>
 #include <QPromise>
@@ -17,6 +18,10 @@
 #include <memory>
 
 namespace {
+
+// The paste's steps and their timing, never the text. Off unless turned on
+// with QT_LOGGING_RULES.
+Q_LOGGING_CATEGORY(lcPaste, "vellumo.paste", QtWarningMsg)
 
 QMimeData *answerData(const QString &text)
 {
@@ -111,22 +116,35 @@ private:
         if (reader <= 0) {
             reader = target->processId;
         }
+        const bool targetHeldClipboard =
+            m_platform.selections.ownerProcessId(platform::Selection::Clipboard) == reader;
         m_watch = m_platform.selections.watchReads(reader, true, m_paste.alsoPrimary);
         connect(m_watch.get(), &platform::ClipboardReadWatch::read, this,
                 [this] { m_read = true; });
-        connect(m_watch.get(), &platform::ClipboardReadWatch::activity, this,
-                [this] { m_lastRequest.restart(); });
+        connect(m_watch.get(), &platform::ClipboardReadWatch::activity, this, [this] {
+            m_lastRequest.restart();
+            m_looked = true;
+        });
         QClipboard *clipboard = QGuiApplication::clipboard();
         clipboard->setMimeData(answerData(m_text), QClipboard::Clipboard);
         if (m_paste.alsoPrimary) {
             clipboard->setMimeData(answerData(m_text), QClipboard::Selection);
         }
         m_offered = true;
-        // A modifier the user still holds from the shortcut would change the chord.
+        m_offeredAt.start();
+        // A modifier the user still holds from the shortcut would change the
+        // chord. A target that held the clipboard until now would paste its
+        // own earlier copy if the chord came before it has seen (and been
+        // answered) that another application owns the clipboard.
         repeatUntil(
             TextManipulationService::modifierReleaseTimeoutMs,
-            [this] { return !m_platform.keys.modifiersHeld(); }, [this] { post(); },
-            [this] { post(); });
+            [this, targetHeldClipboard] {
+                const bool looked =
+                    !targetHeldClipboard || m_looked ||
+                    m_offeredAt.elapsed() >= TextManipulationService::ownerLookTimeoutMs;
+                return looked && !m_platform.keys.modifiersHeld();
+            },
+            [this] { post(); }, [this] { post(); });
     }
 
     void post()
@@ -139,6 +157,10 @@ private:
         // Reads before the chord (an application looking at a new clipboard
         // on its own) are not the paste.
         m_read = false;
+        qCDebug(lcPaste).noquote() << QStringLiteral("Posting the paste chord to window %1, %2 ms "
+                                                     "after the answer was offered")
+                                          .arg(m_target)
+                                          .arg(m_offeredAt.elapsed());
         KeyEventSender(m_platform.keys).send(m_paste.chord);
         m_lastRequest.restart();
         repeatUntil(
@@ -180,9 +202,11 @@ private:
     QTimer m_timer;
     QElapsedTimer m_clock;
     QElapsedTimer m_lastRequest;
+    QElapsedTimer m_offeredAt;
     std::function<void()> m_step;
     bool m_offered = false;
     bool m_read = false;
+    bool m_looked = false;
 };
 
 } // namespace

@@ -48,6 +48,10 @@ public:
     // An application may ask several times for one paste: the clipboard is
     // cleared once it has taken the text and asked nothing more for this long.
     static constexpr int readSettleMs = 250;
+    // When the target itself held the clipboard, it may keep using its own
+    // copy until it has looked at the new owner's formats (LibreOffice does):
+    // the paste waits for that look, for at most this long.
+    static constexpr int ownerLookTimeoutMs = 500;
     static constexpr int modifierReleaseTimeoutMs = 2000;
     static constexpr int checkIntervalMs = 10;
 

@@ -74,10 +74,23 @@ Selections::Content Selections::content(Selection selection) const
 
 void Selections::readBy(qint64 processId, Selection selection)
 {
+    request(processId, selection, true);
+}
+
+void Selections::lookBy(qint64 processId, Selection selection)
+{
+    request(processId, selection, false);
+}
+
+void Selections::request(qint64 processId, Selection selection, bool read)
+{
     for (const Watch &entry : std::as_const(m_watches)) {
         const bool watched = selection == Selection::Primary ? entry.primary : entry.clipboard;
         if (entry.watch && watched && (entry.reader == 0 || entry.reader == processId)) {
-            QMetaObject::invokeMethod(entry.watch, &ClipboardReadWatch::read, Qt::QueuedConnection);
+            if (read) {
+                QMetaObject::invokeMethod(entry.watch, &ClipboardReadWatch::read,
+                                          Qt::QueuedConnection);
+            }
             QMetaObject::invokeMethod(entry.watch, &ClipboardReadWatch::activity,
                                       Qt::QueuedConnection);
         }

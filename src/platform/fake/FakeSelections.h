@@ -26,6 +26,8 @@ public:
 
     // The process reads the text Vellumo offers on the selection.
     void readBy(qint64 processId, Selection selection);
+    // The process asks which formats Vellumo offers, and reads nothing.
+    void lookBy(qint64 processId, Selection selection);
 
     qint64 ownerProcessId(Selection selection) const override;
     std::unique_ptr<SelectionReader> reader(Selection selection) const override;
@@ -40,6 +42,7 @@ private:
         bool primary;
     };
     Content content(Selection selection) const;
+    void request(qint64 processId, Selection selection, bool read);
 
     mutable QMutex m_mutex;
     Content m_primary;

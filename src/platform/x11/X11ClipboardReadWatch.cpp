@@ -3,6 +3,7 @@
 
 #include <QCoreApplication>
 #include <QGuiApplication>
+#include <QLoggingCategory>
 
 #include "X11Display.h"
 #include <xcb/xcb.h>
@@ -10,6 +11,22 @@
 namespace platform::x11 {
 
 namespace {
+
+// Which client asked for which format while an answer waits to be pasted
+// (never the text itself). Off unless turned on with QT_LOGGING_RULES.
+Q_LOGGING_CATEGORY(lcPasteReads, "vellumo.paste.reads", QtWarningMsg)
+
+QByteArray atomName(xcb_connection_t *connection, xcb_atom_t atom)
+{
+    xcb_get_atom_name_reply_t *reply =
+        xcb_get_atom_name_reply(connection, xcb_get_atom_name(connection, atom), nullptr);
+    if (!reply) {
+        return QByteArray::number(atom);
+    }
+    QByteArray name(xcb_get_atom_name_name(reply), xcb_get_atom_name_name_length(reply));
+    std::free(reply);
+    return name;
+}
 
 xcb_atom_t internAtom(xcb_connection_t *connection, const char *name)
 {
@@ -73,15 +90,28 @@ bool X11ClipboardReadWatch::nativeEventFilter(const QByteArray &eventType, void 
     if (!m_selections.contains(request->selection)) {
         return false;
     }
+    qint64 requestor = 0;
     if (m_reader > 0) {
         Display *const d = threadDisplay();
-        const qint64 requestor =
+        requestor =
             d && request->requestor != 0 ? clientProcessId(d, ::Window(request->requestor)) : 0;
-        if (requestor > 0 && requestor != m_reader) {
-            return false;
-        }
     }
-    if (m_textTargets.contains(request->target)) {
+    const bool fromReader = m_reader <= 0 || requestor <= 0 || requestor == m_reader;
+    const bool isRead = fromReader && m_textTargets.contains(request->target);
+    if (lcPasteReads().isDebugEnabled()) {
+        qCDebug(lcPasteReads).noquote()
+            << QStringLiteral("Request for %1 by process %2 at %3 ms: %4")
+                   .arg(QString::fromLatin1(atomName(qtConnection(), request->target)))
+                   .arg(requestor)
+                   .arg(request->time)
+                   .arg(isRead       ? QStringLiteral("a read")
+                        : fromReader ? QStringLiteral("not a read")
+                                     : QStringLiteral("another process"));
+    }
+    if (!fromReader) {
+        return false;
+    }
+    if (isRead) {
         QMetaObject::invokeMethod(this, &ClipboardReadWatch::read, Qt::QueuedConnection);
     }
     QMetaObject::invokeMethod(this, &ClipboardReadWatch::activity, Qt::QueuedConnection);

@@ -9,6 +9,7 @@
 #include "TextManipulationService.h"
 
 #include <QClipboard>
+#include <QElapsedTimer>
 #include <QGuiApplication>
 #include <QtTest>
 
@@ -149,6 +150,52 @@ private Q_SLOTS:
         QCOMPARE(m_keys.posted().size(), before + (pasted ? 1 : 0));
         if (!pasted) {
             QCOMPARE(QGuiApplication::clipboard()->text(), QStringLiteral("Answer"));
+        }
+    }
+
+    // An application that held the clipboard itself may paste its own
+    // earlier copy until it has looked at the new owner's formats: the chord
+    // waits for that look (or, from one that never looks, for a while).
+    // When another application held it, the chord goes at once.
+    void theChordWaitsForTheTargetToSeeTheNewOwner_data()
+    {
+        QTest::addColumn<qint64>("owner");
+        QTest::addColumn<bool>("looks");
+        QTest::addRow("target held it, looks") << editorProcess << true;
+        QTest::addRow("target held it, never looks") << editorProcess << false;
+        QTest::addRow("another application held it") << qint64(5100) << false;
+    }
+
+    void theChordWaitsForTheTargetToSeeTheNewOwner()
+    {
+        QFETCH(qint64, owner);
+        QFETCH(bool, looks);
+        open(QStringLiteral("libreoffice-writer"), QStringLiteral("libreoffice-writer"));
+        m_selections.setContent(Selection::Clipboard,
+                                platform::fake::Selections::text(owner, QStringLiteral("Old")));
+        auto clearOwner =
+            qScopeGuard([this] { m_selections.setContent(Selection::Clipboard, {}); });
+        m_keys.onPost(
+            [&](const KeyChord &) { m_selections.readBy(editorProcess, Selection::Clipboard); });
+        const int before = int(m_keys.posted().size());
+        QElapsedTimer clock;
+        clock.start();
+        const QFuture<Outcome> outcome =
+            m_service.replaceSelectedText(QStringLiteral("Answer"), editorWindow);
+        if (owner != editorProcess) {
+            QCOMPARE(m_keys.posted().size(), before + 1);
+        } else {
+            QTest::qWait(200); // time enough for a chord that does not wait
+            QCOMPARE(m_keys.posted().size(), before);
+            if (looks) {
+                m_selections.lookBy(editorProcess, Selection::Clipboard);
+                QTRY_COMPARE_WITH_TIMEOUT(m_keys.posted().size(), before + 1, 250);
+            }
+        }
+        QCOMPARE(await(outcome), Outcome::Pasted);
+        QCOMPARE(m_keys.posted().size(), before + 1);
+        if (owner == editorProcess && !looks) {
+            QVERIFY(clock.elapsed() >= TextManipulationService::ownerLookTimeoutMs);
         }
     }
 };

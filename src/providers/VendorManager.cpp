@@ -9,6 +9,7 @@
 #include "ProviderRequest.h"
 #include "Settings.h"
 
+#include <QCoreApplication>
 #include <QPointer>
 #include <QPromise>
 
@@ -241,15 +242,22 @@ QString VendorManager::modelListError(AIVendor vendor) const
 QFuture<QStringList> VendorManager::fetchModels(AIVendor vendor)
 {
     const VendorConfig config = configuration(vendor);
-    const auto fail = [this, vendor](const QString &why) {
-        m_liveModels.remove(vendor);
-        m_modelListErrors.insert(vendor, ModelLists::failureSentence(vendor, why));
-        Q_EMIT offeredModelsChanged(vendor);
-        return offeredModels(vendor);
+    // The manager may be gone before the provider answers: the steps run on
+    // the application object and look for it themselves (Qt 6.4 asserts
+    // when a continuation's context object is gone).
+    const QPointer<VendorManager> self(this);
+    const auto fail = [self, vendor](const QString &why) {
+        if (!self) {
+            return QStringList();
+        }
+        self->m_liveModels.remove(vendor);
+        self->m_modelListErrors.insert(vendor, ModelLists::failureSentence(vendor, why));
+        Q_EMIT self->offeredModelsChanged(vendor);
+        return self->offeredModels(vendor);
     };
     return KeychainService::shared()
         .keyForRequest(config.vendor)
-        .then(this,
+        .then(qApp,
               [config](const QString &key) {
                   if (key.trimmed().isEmpty()) {
                       // Asking without a key would only earn a refusal.
@@ -259,13 +267,21 @@ QFuture<QStringList> VendorManager::fetchModels(AIVendor vendor)
                   return ModelLists::fetch(config, key);
               })
         .unwrap()
-        .then(this,
-              [this, vendor](const QStringList &live) {
-                  m_liveModels.insert(vendor, live);
-                  m_modelListErrors.remove(vendor);
-                  Q_EMIT offeredModelsChanged(vendor);
-                  return offeredModels(vendor);
+        .then(qApp,
+              [self, vendor](const QStringList &live) {
+                  if (!self) {
+                      return QStringList();
+                  }
+                  self->m_liveModels.insert(vendor, live);
+                  self->m_modelListErrors.remove(vendor);
+                  Q_EMIT self->offeredModelsChanged(vendor);
+                  return self->offeredModels(vendor);
               })
-        .onFailed(this, [fail](const APIError &error) { return fail(error.description()); })
-        .onFailed(this, [fail](const KeyStoreError &error) { return fail(error.sentence()); });
+        // A step given up (its answer will never come) changes nothing.
+        // Before the failure handlers: in Qt 6.4 they read a result that a
+        // given-up step does not have.
+        .onCanceled(qApp,
+                    [self, vendor] { return self ? self->offeredModels(vendor) : QStringList(); })
+        .onFailed(qApp, [fail](const APIError &error) { return fail(error.description()); })
+        .onFailed(qApp, [fail](const KeyStoreError &error) { return fail(error.sentence()); });
 }

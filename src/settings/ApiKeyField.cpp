@@ -8,6 +8,7 @@
 #include "SettingsStyle.h"
 #include "VendorManager.h"
 
+#include <QCoreApplication>
 #include <QFuture>
 #include <QHBoxLayout>
 #include <QLineEdit>
@@ -80,17 +81,21 @@ void ApiKeyField::reload()
     }
     m_typed = false;
     const int read = ++m_reads;
+    // The field may close before the key store answers: the continuations
+    // run on the application object and look for the field themselves (Qt
+    // 6.4 asserts when a continuation's context object is gone).
+    const QPointer<ApiKeyField> self(this);
     m_keys.keyForRequest(m_vendor)
-        .then(this,
-              [this, read](const QString &key) {
-                  if (read != m_reads || m_typed) {
+        .then(qApp,
+              [self, read](const QString &key) {
+                  if (!self || read != self->m_reads || self->m_typed) {
                       return;
                   }
-                  m_key->setText(key);
-                  Q_EMIT loaded(key);
+                  self->m_key->setText(key);
+                  Q_EMIT self->loaded(key);
               })
         // The key store's sentence shows through presenceChanged.
-        .onFailed(this, [](const KeyStoreError &) {});
+        .onFailed(qApp, [](const KeyStoreError &) {});
 }
 
 void ApiKeyField::clear()
@@ -105,16 +110,17 @@ void ApiKeyField::withStoredKey(QObject *context,
                                 const std::function<void(const QString &key)> &done)
 {
     const QPointer<QObject> guard(context);
-    const auto read = [this, guard, done] {
+    const QPointer<ApiKeyField> self(this);
+    const auto read = [this, self, guard, done] {
         m_keys.keyForRequest(m_vendor)
-            .then(this,
-                  [guard, done](const QString &key) {
-                      if (guard) {
+            .then(qApp,
+                  [self, guard, done](const QString &key) {
+                      if (self && guard) {
                           done(key);
                       }
                   })
-            .onFailed(this, [guard, done](const KeyStoreError &) {
-                if (guard) {
+            .onFailed(qApp, [self, guard, done](const KeyStoreError &) {
+                if (self && guard) {
                     done(QString());
                 }
             });
@@ -136,8 +142,9 @@ void ApiKeyField::validateStoredKey(VendorManager &vendors, QObject *context,
             done();
             return;
         }
-        vendors.validateVendor(vendors.configuration(m_vendor)).then(this, [guard, done] {
-            if (guard) {
+        const QPointer<ApiKeyField> self(this);
+        vendors.validateVendor(vendors.configuration(m_vendor)).then(qApp, [self, guard, done] {
+            if (self && guard) {
                 done();
             }
         });

@@ -34,11 +34,12 @@ SettingsWindow::SettingsWindow(const QList<Page> &pages, QWidget *parent)
     setFocusProxy(m_tabs->tabBar());
     // A field that gives its focus up (the recorder, when it is done) hands
     // it back to the tabs, so Tab always starts from the same place.
-    connect(qApp, &QApplication::focusChanged, this, [this](QWidget *, QWidget *now) {
-        if (!now && isActiveWindow()) {
-            m_tabs->tabBar()->setFocus(Qt::OtherFocusReason);
-        }
-    });
+    m_focusWatch =
+        connect(qApp, &QApplication::focusChanged, this, [this](QWidget *, QWidget *now) {
+            if (!now && isActiveWindow()) {
+                m_tabs->tabBar()->setFocus(Qt::OtherFocusReason);
+            }
+        });
 
     ScreenActivation::setSwitch([this](bool activate) {
         if (activate) {
@@ -49,6 +50,9 @@ SettingsWindow::SettingsWindow(const QList<Page> &pages, QWidget *parent)
 
 SettingsWindow::~SettingsWindow()
 {
+    // The focus moves while the widget parts are taken down, after this
+    // window is no longer one.
+    disconnect(m_focusWatch);
     ScreenActivation::setSwitch({});
 }
 

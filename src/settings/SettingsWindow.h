@@ -40,5 +40,6 @@ private:
     void bringToFront();
 
     QTabWidget *m_tabs;
+    QMetaObject::Connection m_focusWatch;
     bool m_openedBefore = false;
 };

@@ -10,11 +10,13 @@
 #include "VendorManager.h"
 
 #include <QComboBox>
+#include <QCoreApplication>
 #include <QEvent>
 #include <QFuture>
 #include <QLabel>
 #include <QLineEdit>
 #include <QPainter>
+#include <QPointer>
 #include <QPushButton>
 #include <QTimer>
 #include <QToolButton>
@@ -285,11 +287,17 @@ void VendorForm::fetchModels()
         return;
     }
     m_fetching = true;
-    m_vendors.fetchModels(m_vendor).then(this, [this](const QStringList &) {
-        m_fetching = false;
-        if (m_fetchAgain) {
-            m_fetchAgain = false;
-            fetchModels();
+    // The form may close first (Qt 6.4 asserts when a continuation's
+    // context object is gone): the application object is the context.
+    const QPointer<VendorForm> self(this);
+    m_vendors.fetchModels(m_vendor).then(qApp, [self](const QStringList &) {
+        if (!self) {
+            return;
+        }
+        self->m_fetching = false;
+        if (self->m_fetchAgain) {
+            self->m_fetchAgain = false;
+            self->fetchModels();
         }
     });
 }

@@ -8,6 +8,7 @@
 #include "Windows.h"
 
 #include <QClipboard>
+#include <QCoreApplication>
 #include <QElapsedTimer>
 #include <QGuiApplication>
 #include <QLoggingCategory>
@@ -169,11 +170,18 @@ private:
                 return m_read && m_lastRequest.elapsed() >= TextManipulationService::readSettleMs;
             },
             [this] {
+                // Qt may still think it owns a selection that another client
+                // took with an earlier timestamp than Vellumo's (it ignores
+                // such a clear notice); clearing then would wipe what the user
+                // copied meanwhile. The X server says who owns it now.
+                const qint64 self = QCoreApplication::applicationPid();
                 QClipboard *clipboard = QGuiApplication::clipboard();
-                if (clipboard->ownsClipboard()) {
+                if (clipboard->ownsClipboard() &&
+                    m_platform.selections.ownerProcessId(platform::Selection::Clipboard) == self) {
                     clipboard->clear(QClipboard::Clipboard);
                 }
-                if (m_paste.alsoPrimary && clipboard->ownsSelection()) {
+                if (m_paste.alsoPrimary && clipboard->ownsSelection() &&
+                    m_platform.selections.ownerProcessId(platform::Selection::Primary) == self) {
                     clipboard->clear(QClipboard::Selection);
                 }
                 finish(Outcome::Pasted);

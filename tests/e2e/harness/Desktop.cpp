@@ -434,10 +434,13 @@ bool Vellumo::start(const QStringList &environment, const QStringList &arguments
     if (!m_process.waitForStarted(10000)) {
         return false;
     }
-    // Nothing is printed once the shortcut is hooked: the grab itself is
-    // what is waited for.
+    // Vellumo says it is ready once its grab of the shortcut succeeded. The
+    // grab is not probed with a grab of this process's own: a probe held at
+    // the moment Vellumo grabs makes Vellumo's grab fail.
+    const QString ready = QStringLiteral("Vellumo is ready");
     if (!waitForShortcut ||
-        (QTest::qWaitFor([this] { return !isRunning() || shortcutHeldByAnother(); }, 10000) &&
+        (QTest::qWaitFor([this, &ready] { return !isRunning() || output().contains(ready); },
+                         10000) &&
          isRunning())) {
         return true;
     }

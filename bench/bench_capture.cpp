@@ -3,6 +3,7 @@
 // against real applications on the private test desktop: median and 90th
 // percentile over 20 runs each.
 #include "AccessibilityService.h"
+#include "BenchSupport.h"
 #include "Desktop.h"
 #include "Pasteboard.h"
 #include "SelectionCapture.h"
@@ -85,11 +86,7 @@ bool captures(const QString &expected)
 int main(int argc, char **argv)
 {
     if (qEnvironmentVariableIsEmpty("VELLUMO_TEST_DESKTOP")) {
-        // Never on the user's own desktop: start a private one around ourselves.
-        const QByteArray script = VELLUMO_SOURCE_DIR "/scripts/test-desktop";
-        execl(script.constData(), script.constData(), "run", argv[0], static_cast<char *>(nullptr));
-        std::perror("test-desktop");
-        return 1;
+        return BenchSupport::runOnPrivateDesktop(argc, argv);
     }
     QGuiApplication app(argc, argv);
     QLoggingCategory::setFilterRules(QStringLiteral("vellumo.capture.critical=false"));

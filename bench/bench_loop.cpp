@@ -12,6 +12,7 @@
 //   bench_loop [PRESSES]     (500 by default)
 #include "AIVendor.h"
 #include "AppTargets.h"
+#include "BenchSupport.h"
 #include "FakeProvider.h"
 #include "KeychainService.h"
 #include "Settings.h"
@@ -45,16 +46,6 @@ QElapsedTimer clock_;
 double now()
 {
     return clock_.nsecsElapsed() / 1e6;
-}
-
-double percentile(std::vector<double> samples, double p)
-{
-    if (samples.empty()) {
-        return 0;
-    }
-    std::sort(samples.begin(), samples.end());
-    const size_t index = std::min(samples.size() - 1, size_t(p * double(samples.size())));
-    return samples[index];
 }
 
 // Key presses straight through XTest, so the clock starts when the X server
@@ -271,17 +262,7 @@ QString ratio(double a, double b)
 int main(int argc, char **argv)
 {
     if (qEnvironmentVariableIsEmpty("VELLUMO_TEST_DESKTOP")) {
-        // Never on the user's own desktop: start a private one around ourselves.
-        const QByteArray script = VELLUMO_SOURCE_DIR "/scripts/test-desktop";
-        std::vector<char *> args{const_cast<char *>(script.constData()), const_cast<char *>("run"),
-                                 argv[0]};
-        if (argc > 1) {
-            args.push_back(argv[1]);
-        }
-        args.push_back(nullptr);
-        execv(script.constData(), args.data());
-        std::perror("test-desktop");
-        return 1;
+        return BenchSupport::runOnPrivateDesktop(argc, argv);
     }
     qputenv("VELLUMO_BINARY", VELLUMO_BINARY);
     qputenv("VELLUMO_SOURCE_DIR", VELLUMO_SOURCE_DIR);
@@ -406,17 +387,18 @@ int main(int argc, char **argv)
                 "mousepad holding a one-line selection):\n\n",
                 presses);
     row("", QStringLiteral("vellumo"), QStringLiteral("minimal"), QStringLiteral("ratio"));
-    const double vMedian = percentile(v.latencies, 0.5);
-    const double mMedian = percentile(m.latencies, 0.5);
-    const double vP99 = percentile(v.latencies, 0.99);
-    const double mP99 = percentile(m.latencies, 0.99);
+    const double vMedian = BenchSupport::percentile(v.latencies, 0.5);
+    const double mMedian = BenchSupport::percentile(m.latencies, 0.5);
+    const double vP99 = BenchSupport::percentile(v.latencies, 0.99);
+    const double mP99 = BenchSupport::percentile(m.latencies, 0.99);
     row("press to popup mapped, median", ms(vMedian), ms(mMedian), ratio(vMedian, mMedian));
-    row("press to popup mapped, 90th percentile", ms(percentile(v.latencies, 0.9)),
-        ms(percentile(m.latencies, 0.9)),
-        ratio(percentile(v.latencies, 0.9), percentile(m.latencies, 0.9)));
+    row("press to popup mapped, 90th percentile", ms(BenchSupport::percentile(v.latencies, 0.9)),
+        ms(BenchSupport::percentile(m.latencies, 0.9)),
+        ratio(BenchSupport::percentile(v.latencies, 0.9),
+              BenchSupport::percentile(m.latencies, 0.9)));
     row("press to popup mapped, 99th percentile", ms(vP99), ms(mP99), ratio(vP99, mP99));
-    row("press to popup mapped, slowest", ms(percentile(v.latencies, 1.0)),
-        ms(percentile(m.latencies, 1.0)));
+    row("press to popup mapped, slowest", ms(BenchSupport::percentile(v.latencies, 1.0)),
+        ms(BenchSupport::percentile(m.latencies, 1.0)));
     row("presses without a popup", QString::number(v.missed), QString::number(m.missed));
     row("popups not beside the selection", QString::number(v.misplaced), QStringLiteral("-"));
     row("resident memory after 50 popups", mib(v.after50.rssKiB), mib(m.after50.rssKiB));
@@ -437,8 +419,8 @@ int main(int argc, char **argv)
     std::printf("\nReturn to replacement done (0.1 s hand-off, then until the editor has read\n"
                 "the answer and asked nothing more for 0.25 s), %zu runs: median %s, 90th "
                 "percentile %s\n",
-                replaced.size(), qPrintable(ms(percentile(replaced, 0.5))),
-                qPrintable(ms(percentile(replaced, 0.9))));
+                replaced.size(), qPrintable(ms(BenchSupport::percentile(replaced, 0.5))),
+                qPrintable(ms(BenchSupport::percentile(replaced, 0.9))));
     std::fflush(stdout);
 
     minimal.kill();

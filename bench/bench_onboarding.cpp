@@ -6,6 +6,7 @@
 // two start by turns in one private test desktop, so whatever else the
 // machine does weighs on both alike; printed side by side with the ratio.
 //   bench_onboarding [ROUNDS]     (20 by default)
+#include "BenchSupport.h"
 #include "DefaultsStore.h"
 
 #include <QDeadlineTimer>
@@ -22,16 +23,6 @@
 #include <xcb/xcb.h>
 
 namespace {
-
-double percentile(std::vector<double> samples, double p)
-{
-    if (samples.empty()) {
-        return 0;
-    }
-    std::sort(samples.begin(), samples.end());
-    const size_t index = std::min(samples.size() - 1, size_t(p * double(samples.size())));
-    return samples[index];
-}
 
 // Finds a program's window through the window manager's client list and
 // tells when the heading has been drawn in it: dark text pixels on the
@@ -174,17 +165,7 @@ QString ms(double value)
 int main(int argc, char *argv[])
 {
     if (qEnvironmentVariableIsEmpty("VELLUMO_TEST_DESKTOP")) {
-        // Never on the user's own desktop: start a private one around ourselves.
-        const QByteArray script = VELLUMO_SOURCE_DIR "/scripts/test-desktop";
-        std::vector<char *> args{const_cast<char *>(script.constData()), const_cast<char *>("run"),
-                                 argv[0]};
-        if (argc > 1) {
-            args.push_back(argv[1]);
-        }
-        args.push_back(nullptr);
-        execv(script.constData(), args.data());
-        std::perror("test-desktop");
-        return 1;
+        return BenchSupport::runOnPrivateDesktop(argc, argv);
     }
     QGuiApplication app(argc, argv);
     const int rounds = argc > 1 ? std::max(3, QByteArray(argv[1]).toInt()) : 20;
@@ -215,13 +196,14 @@ int main(int argc, char *argv[])
     std::printf("start to first-start guide painted, %d rounds (fresh account each time)\n",
                 rounds);
     row("", QStringLiteral("vellumo"), QStringLiteral("minimal"), QStringLiteral("ratio"));
-    const double vMedian = percentile(vellumo, 0.5);
-    const double mMedian = percentile(minimal, 0.5);
+    const double vMedian = BenchSupport::percentile(vellumo, 0.5);
+    const double mMedian = BenchSupport::percentile(minimal, 0.5);
     row("median", ms(vMedian), ms(mMedian), QString::number(vMedian / mMedian, 'f', 2));
-    const double vP90 = percentile(vellumo, 0.9);
-    const double mP90 = percentile(minimal, 0.9);
+    const double vP90 = BenchSupport::percentile(vellumo, 0.9);
+    const double mP90 = BenchSupport::percentile(minimal, 0.9);
     row("90th percentile", ms(vP90), ms(mP90), QString::number(vP90 / mP90, 'f', 2));
-    row("fastest", ms(percentile(vellumo, 0)), ms(percentile(minimal, 0)));
+    row("fastest", ms(BenchSupport::percentile(vellumo, 0)),
+        ms(BenchSupport::percentile(minimal, 0)));
     if (missed > 0) {
         std::printf("%d starts never painted their heading within 20 s\n", missed);
     }

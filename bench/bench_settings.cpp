@@ -15,6 +15,7 @@
 //     answering and with it frozen (the key is stored off the UI thread);
 //     and, for Vellumo alone, until the typed key reads back from the keyring.
 //   bench_settings [RUNS]     (20 by default)
+#include "BenchSupport.h"
 #include "FakeProvider.h"
 #include "GlobalShortcuts.h"
 #include "HotKeyLayer.h"
@@ -54,30 +55,13 @@ namespace {
 // benchmark sends to /dev/null.
 FILE *report = stdout;
 
-double median(std::vector<double> samples)
-{
-    if (samples.empty()) {
-        return 0;
-    }
-    std::sort(samples.begin(), samples.end());
-    return samples[samples.size() / 2];
-}
-
-double p90(std::vector<double> samples)
-{
-    if (samples.empty()) {
-        return 0;
-    }
-    std::sort(samples.begin(), samples.end());
-    return samples[std::min(samples.size() - 1, samples.size() * 9 / 10)];
-}
-
 void row(const char *what, const std::vector<double> &ours, const std::vector<double> &minimal)
 {
-    const double a = median(ours);
-    const double b = median(minimal);
-    std::fprintf(report, "%-44s %8.2f / %8.2f ms   %8.2f / %8.2f ms   %5.2f\n", what, a, p90(ours),
-                 b, p90(minimal), b > 0 ? a / b : 0.0);
+    const double a = BenchSupport::percentile(ours, 0.5);
+    const double b = BenchSupport::percentile(minimal, 0.5);
+    std::fprintf(report, "%-44s %8.2f / %8.2f ms   %8.2f / %8.2f ms   %5.2f\n", what, a,
+                 BenchSupport::percentile(ours, 0.9), b, BenchSupport::percentile(minimal, 0.9),
+                 b > 0 ? a / b : 0.0);
     std::fflush(report);
 }
 
@@ -265,17 +249,7 @@ FirstOpenings firstOpenings(const char *self, int runs)
 int main(int argc, char **argv)
 {
     if (qEnvironmentVariableIsEmpty("VELLUMO_TEST_DESKTOP")) {
-        // Never on the user's own desktop: start a private one around ourselves.
-        const QByteArray script = VELLUMO_SOURCE_DIR "/scripts/test-desktop";
-        std::vector<char *> args{const_cast<char *>(script.constData()), const_cast<char *>("run"),
-                                 argv[0]};
-        for (int i = 1; i < argc; ++i) {
-            args.push_back(argv[i]);
-        }
-        args.push_back(nullptr);
-        execv(script.constData(), args.data());
-        std::perror("test-desktop");
-        return 1;
+        return BenchSupport::runOnPrivateDesktop(argc, argv);
     }
     report = fdopen(dup(STDOUT_FILENO), "w");
     const int null = open("/dev/null", O_WRONLY);
@@ -391,6 +365,6 @@ int main(int argc, char **argv)
         stored.push_back(clock.nsecsElapsed() / 1e6);
     }
     std::fprintf(report, "%-44s %8.2f / %8.2f ms\n", "keystroke to the key read back (Vellumo)",
-                 median(stored), p90(stored));
+                 BenchSupport::percentile(stored, 0.5), BenchSupport::percentile(stored, 0.9));
     return 0;
 }

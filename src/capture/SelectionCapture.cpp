@@ -28,15 +28,6 @@ QObject *mainContext()
     return QCoreApplication::instance();
 }
 
-template <typename T> QFuture<T> ready(T value)
-{
-    QPromise<T> promise;
-    promise.start();
-    promise.addResult(std::move(value));
-    promise.finish();
-    return promise.future();
-}
-
 // The sources the chain may use. VELLUMO_CAPTURE_SOURCES (a comma-separated
 // subset of "accessibility,primary,copy-menu") narrows them, so tests can
 // drive one source alone in applications where an earlier one would answer.
@@ -575,7 +566,7 @@ QFuture<CaptureResult> captureSelection(const Context &context)
 {
     qCInfo(lcCapture).noquote() << "Attempting to get selected text";
     if (const auto own = ownWindowSelection(context)) {
-        return ready(*own);
+        return QtFuture::makeReadyFuture(*own);
     }
     auto promise = std::make_shared<QPromise<CaptureResult>>();
     promise->start();

@@ -80,6 +80,16 @@ class ShortcutRecorderTest : public QObject {
         QVERIFY(QTest::qWaitForWindowActive(m_host->window.get()));
     }
 
+    // Closes the alert with one of its buttons; the window is active again.
+    void dismiss(QPushButton *button)
+    {
+        QPointer<QMessageBox> alert = recorder()->alert();
+        QVERIFY(button);
+        button->click();
+        QTRY_VERIFY(!alert);
+        reactivate();
+    }
+
     bool startRecording()
     {
         QTest::mouseClick(recorder(), Qt::LeftButton);
@@ -118,9 +128,14 @@ private Q_SLOTS:
         auto *clear = recorder()->findChild<QAction *>(QStringLiteral("clearShortcut"));
         QVERIFY(clear && clear->isVisible());
         // A change made elsewhere shows at once.
+        setShortcut(std::nullopt, Name::showPopup());
+        QCOMPARE(recorder()->text(), QString());
+        QVERIFY(!clear->isVisible());
         setShortcut(ctrlAltJ, Name::showPopup());
         QCOMPARE(recorder()->text(), QStringLiteral("Ctrl+Alt+J"));
-        setShortcut(std::nullopt, Name::showPopup());
+        QVERIFY(clear->isVisible());
+        clear->trigger();
+        QCOMPARE(getShortcut(Name::showPopup()), std::nullopt);
         QCOMPARE(recorder()->text(), QString());
         QVERIFY(!clear->isVisible());
     }
@@ -142,9 +157,7 @@ private Q_SLOTS:
         QCOMPARE(m_popupPresses, 1);
 
         QTest::keyClick(recorder(), Qt::Key_Escape);
-        QVERIFY(!isPaused());
         QCOMPARE(recorder()->placeholderText(), QStringLiteral("Record Shortcut"));
-        QCOMPARE(recorder()->text(), QStringLiteral("Ctrl+Super+/"));
         QVERIFY(fakeBackend().press(popupKey));
         QCOMPARE(m_popupPresses, 2);
         QCOMPARE(recording, (QList<QList<QVariant>>{{true}, {false}}));
@@ -273,9 +286,7 @@ private Q_SLOTS:
         QCOMPARE(alert->buttons().size(), 1);
         QVERIFY(!recorder()->isRecording());
         QVERIFY(!isPaused());
-        alert->buttons().first()->click();
-        QTRY_VERIFY(!recorder()->alert());
-        reactivate();
+        dismiss(qobject_cast<QPushButton *>(alert->buttons().first()));
         QTRY_VERIFY(recorder()->isRecording());
         QVERIFY(isPaused());
         QCOMPARE(getShortcut(Name::showPopup()), defaultShortcut());
@@ -291,7 +302,7 @@ private Q_SLOTS:
         fakeBackend().refused.insert(hotKeyFor(ctrlAltJ));
         QVERIFY(startRecording());
         QTest::keyClick(recorder(), Qt::Key_J, Qt::ControlModifier | Qt::AltModifier);
-        QPointer<QMessageBox> alert = recorder()->alert();
+        QMessageBox *alert = recorder()->alert();
         QVERIFY(alert);
         QCOMPARE(alert->text(), QStringLiteral("“Ctrl+Alt+J” cannot be used because it is used "
                                                "by the system or another application."));
@@ -304,18 +315,13 @@ private Q_SLOTS:
         QVERIFY(ok && force);
         QCOMPARE(ok->text(), QStringLiteral("OK"));
         QCOMPARE(force->text().remove(u'&'), QStringLiteral("Use Anyway"));
-        ok->click();
-        QTRY_VERIFY(!alert);
-        reactivate();
+        dismiss(ok);
         QTRY_VERIFY(recorder()->isRecording());
         QCOMPARE(getShortcut(Name::showPopup()), defaultShortcut());
 
         QTest::keyClick(recorder(), Qt::Key_J, Qt::ControlModifier | Qt::AltModifier);
-        alert = recorder()->alert();
-        QVERIFY(alert);
-        alert->findChild<QPushButton *>(QStringLiteral("forceUseShortcut"))->click();
-        QTRY_VERIFY(!alert);
-        reactivate();
+        QVERIFY(recorder()->alert());
+        dismiss(recorder()->alert()->findChild<QPushButton *>(u"forceUseShortcut"_qs));
         QCOMPARE(getShortcut(Name::showPopup()), ctrlAltJ);
         QCOMPARE(recorder()->text(), QStringLiteral("Ctrl+Alt+J"));
         QVERIFY(!recorder()->isRecording());
@@ -358,17 +364,9 @@ private Q_SLOTS:
         QCOMPARE(getShortcut(Name::showPopup()), Shortcut(97, 0));
     }
 
-    void clearButtonRemovesTheShortcut()
-    {
-        auto *clear = recorder()->findChild<QAction *>(QStringLiteral("clearShortcut"));
-        QVERIFY(clear);
-        clear->trigger();
-        QCOMPARE(getShortcut(Name::showPopup()), std::nullopt);
-        QCOMPARE(recorder()->text(), QString());
-        QVERIFY(!clear->isVisible());
-    }
-
-    // Each way out ends recording and keeps what was stored.
+    // Each way out ends recording and keeps what was stored. A window
+    // active again hands its focus back to the field it was in; that alone
+    // does not record (an alert closing does: the user was).
     void recordingEnds_data()
     {
         QTest::addColumn<QString>("how");
@@ -411,22 +409,12 @@ private Q_SLOTS:
         QCOMPARE(m_host->after->hasFocus(), focusMovesOn);
         QCOMPARE(getShortcut(Name::showPopup()), defaultShortcut());
         QCOMPARE(recorder()->text(), QStringLiteral("Ctrl+Super+/"));
-    }
-
-    // A window active again hands its focus back to the field it was in;
-    // that alone does not record (an alert closing does: the user was).
-    void aWindowActiveAgainDoesNotRecordByItself()
-    {
-        QVERIFY(startRecording());
-        QWidget other;
-        other.show();
-        other.activateWindow();
-        QVERIFY(QTest::qWaitForWindowActive(&other));
-        QTRY_VERIFY(!recorder()->isRecording());
-        reactivate();
-        QVERIFY(!recorder()->isRecording());
-        QVERIFY(!isPaused());
-        QVERIFY(!recorder()->hasFocus());
+        if (other) {
+            reactivate();
+            QVERIFY(!recorder()->isRecording());
+            QVERIFY(!isPaused());
+            QVERIFY(!recorder()->hasFocus());
+        }
     }
 
     // The keyboard's way in: Tab into the field starts recording too.

@@ -49,11 +49,6 @@ QString storedTitles()
     return titles(CommandStore::loadStoredCommands());
 }
 
-std::optional<QByteArray> storedBytes()
-{
-    return Settings::standard().prompts();
-}
-
 std::unique_ptr<QMimeData> rowPayload(const QByteArray &payload,
                                       const QString &type = PromptListModel::rowMimeType)
 {
@@ -178,27 +173,28 @@ private Q_SLOTS:
         QTest::addColumn<int>("dropRow");
         QTest::addColumn<int>("ontoRow"); // -1: dropped between rows
         QTest::addColumn<int>("action");
-        const QString ours = PromptListModel::rowMimeType;
-        const int move = Qt::MoveAction;
-        QTest::newRow("other MIME type") << "text/plain" << QByteArray("1") << 0 << -1 << move;
-        QTest::newRow("empty payload") << ours << QByteArray() << 0 << -1 << move;
-        QTest::newRow("decimal point") << ours << QByteArray("1.0") << 0 << -1 << move;
-        QTest::newRow("leading space") << ours << QByteArray(" 1") << 0 << -1 << move;
-        QTest::newRow("trailing line break") << ours << QByteArray("1\n") << 0 << -1 << move;
-        QTest::newRow("hexadecimal") << ours << QByteArray("0x1") << 0 << -1 << move;
-        QTest::newRow("a word") << ours << QByteArray("one") << 0 << -1 << move;
-        QTest::newRow("sign alone") << ours << QByteArray("-") << 0 << -1 << move;
-        QTest::newRow("two signs") << ours << QByteArray("+-1") << 0 << -1 << move;
-        QTest::newRow("other digits") << ours << QByteArray("\xd9\xa1") << 0 << -1 << move;
-        QTest::newRow("past the last row") << ours << QByteArray("4") << 0 << -1 << move;
-        QTest::newRow("negative row") << ours << QByteArray("-1") << 0 << -1 << move;
-        QTest::newRow("beyond 64 bits")
-            << ours << QByteArray("18446744073709551617") << 0 << -1 << move;
-        QTest::newRow("onto a row") << ours << QByteArray("0") << -1 << 2 << move;
-        QTest::newRow("onto the space under the rows")
-            << ours << QByteArray("0") << -1 << -1 << move;
-        QTest::newRow("line past the end") << ours << QByteArray("0") << 5 << -1 << move;
-        QTest::newRow("a copy") << ours << QByteArray("0") << 3 << -1 << int(Qt::CopyAction);
+        const auto row = [](const char *name, const QByteArray &payload, int dropRow = 0,
+                            int ontoRow = -1, int action = Qt::MoveAction,
+                            const QString &type = PromptListModel::rowMimeType) {
+            QTest::newRow(name) << type << payload << dropRow << ontoRow << action;
+        };
+        row("other MIME type", "1", 0, -1, Qt::MoveAction, u"text/plain"_qs);
+        row("empty payload", QByteArray());
+        row("decimal point", "1.0");
+        row("leading space", " 1");
+        row("trailing line break", "1\n");
+        row("hexadecimal", "0x1");
+        row("a word", "one");
+        row("sign alone", "-");
+        row("two signs", "+-1");
+        row("other digits", "\xd9\xa1");
+        row("past the last row", "4");
+        row("negative row", "-1");
+        row("beyond 64 bits", "18446744073709551617");
+        row("onto a row", "0", -1, 2);
+        row("onto the space under the rows", "0", -1, -1);
+        row("line past the end", "0", 5);
+        row("a copy", "0", 3, -1, Qt::CopyAction);
     }
 
     void dropsFromElsewhereOrOntoARowAreRefused()
@@ -212,11 +208,11 @@ private Q_SLOTS:
         const auto data = rowPayload(payload, type);
         const QModelIndex parent = ontoRow < 0 ? QModelIndex() : model.index(ontoRow, 0);
         const auto dropAction = Qt::DropAction(action);
-        const std::optional<QByteArray> before = storedBytes();
+        const std::optional<QByteArray> before = Settings::standard().prompts();
         QVERIFY(!model.canDropMimeData(data.get(), dropAction, dropRow, 0, parent));
         QVERIFY(!model.dropMimeData(data.get(), dropAction, dropRow, 0, parent));
         QCOMPARE(titles(model.commands()), QStringLiteral("ABCD"));
-        QCOMPARE(storedBytes(), before);
+        QCOMPARE(Settings::standard().prompts(), before);
     }
 
     // Every command with the id goes, at once and without a question.
@@ -332,23 +328,25 @@ private Q_SLOTS:
         CommandStore::saveStoredCommands(without);
         m_tab->hide();
         m_tab->show();
-        const std::optional<QByteArray> before = storedBytes();
+        const std::optional<QByteArray> before = Settings::standard().prompts();
         fill(dialog, QStringLiteral("B2"), QStringLiteral("p"));
         dialog->saveButton()->click();
         QTest::qWait(50);
         QVERIFY(dialog->isVisible());
         QCOMPARE(m_tab->model()->commands(), without);
-        QCOMPARE(storedBytes(), before);
+        QCOMPARE(Settings::standard().prompts(), before);
     }
 
     void cancelChangesNothing_data()
     {
         QTest::addColumn<bool>("editing");
         QTest::addColumn<bool>("escape"); // otherwise the Cancel button
-        QTest::newRow("add, Cancel") << false << false;
-        QTest::newRow("add, Escape") << false << true;
-        QTest::newRow("edit, Cancel") << true << false;
-        QTest::newRow("edit, Escape") << true << true;
+        for (const bool editing : {false, true}) {
+            for (const bool escape : {false, true}) {
+                QTest::addRow("%s, %s", editing ? "edit" : "add", escape ? "Escape" : "Cancel")
+                    << editing << escape;
+            }
+        }
     }
 
     void cancelChangesNothing()
@@ -362,7 +360,7 @@ private Q_SLOTS:
         }
         PromptEditDialog *dialog = openedDialog();
         QVERIFY(dialog);
-        const std::optional<QByteArray> before = storedBytes();
+        const std::optional<QByteArray> before = Settings::standard().prompts();
         fill(dialog, QStringLiteral("changed"), QStringLiteral("changed"));
         if (escape) {
             QTest::keyClick(dialog->promptField(), Qt::Key_Escape);
@@ -371,7 +369,7 @@ private Q_SLOTS:
         }
         QTRY_VERIFY(!m_tab->dialog());
         QCOMPARE(m_tab->model()->commands(), m_stored);
-        QCOMPARE(storedBytes(), before);
+        QCOMPARE(Settings::standard().prompts(), before);
     }
 
     void keysOnTheTable_data()

@@ -144,7 +144,6 @@ private Q_SLOTS:
         QCOMPARE(runningTimers(m_tab.get()).size(), 1);
         QTimer *poll = runningTimers(m_tab.get()).first();
         QCOMPARE(poll->interval(), 1000);
-        QVERIFY(!poll->isSingleShot());
 
         // Pressed again half a second later: the same one timer, restarted.
         QTest::qWait(500);
@@ -227,7 +226,6 @@ private Q_SLOTS:
         QVERIFY(!m_tab->addDefaultPromptsButton()->isVisible());
         auto *added = m_tab->findChild<QLabel *>(QStringLiteral("defaultPromptsAdded"));
         QVERIFY(added && added->isVisible());
-        QCOMPARE(added->text(), QStringLiteral("Added"));
         QVERIFY(!Settings::standard().hasSeededDefaultPrompts());
 
         makeTab();

@@ -159,7 +159,6 @@ private Q_SLOTS:
         QCOMPARE(form->subPathField()->text(), standard.subPath);
         QCOMPARE(form->modelBox()->currentText(), standard.selectedModel);
         QCOMPARE(form->modelBox()->itemText(0), AIVendors::availableModels(vendor).first());
-        QVERIFY(!form->saveButton()->isEnabled()); // no key
     }
 
     void theDefaultVendorSwitch_data()
@@ -247,13 +246,9 @@ private Q_SLOTS:
         QCOMPARE(form->saveButton()->text(), QStringLiteral("Save"));
         QVERIFY(form->saveButton()->isEnabled());
         QVERIFY2(visibleWithText(form->outcome(), said), qPrintable(form->outcome()->text()));
-        const bool succeeded = failure.isEmpty();
-        QCOMPARE(form->outcome()->kind(),
-                 succeeded ? NoticeLabel::Kind::success : NoticeLabel::Kind::error);
         const QPalette palette = form->outcome()->palette();
-        QCOMPARE(palette.color(QPalette::WindowText), succeeded
-                                                          ? SettingsStyle::successColor(palette)
-                                                          : SettingsStyle::errorColor(palette));
+        QCOMPARE(palette.color(QPalette::WindowText), stored ? SettingsStyle::successColor(palette)
+                                                             : SettingsStyle::errorColor(palette));
         // The key went to the keyring as typed, and the request carried it.
         QCOMPARE(keys().retrieveAPIKey(vendor), std::optional(testKey));
         const QList<FakeProvider::Request> requests = m_fake.requests();

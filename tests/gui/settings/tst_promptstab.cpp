@@ -233,54 +233,53 @@ private Q_SLOTS:
         QVERIFY(QApplication::activeModalWidget() == nullptr);
     }
 
-    void addAppendsACommandWithANewId()
+    // Add appends, Edit replaces in place; either way the saved command
+    // has a new id, the others stay as they were, and the row's buttons
+    // act on the new id.
+    void savedWithANewId_data()
     {
-        m_tab->addButton()->click();
-        PromptEditDialog *dialog = openedDialog();
-        QVERIFY(dialog);
-        QCOMPARE(dialog->heading(), QStringLiteral("Add Custom Prompt"));
-        QVERIFY(dialog->titleField()->text().isEmpty());
-        fill(dialog, QStringLiteral("Translate to Dutch"), QStringLiteral("To Dutch: {text}"));
-        dialog->saveButton()->click();
-        QTRY_VERIFY(!m_tab->dialog());
-        const QList<AICommand> commands = m_tab->model()->commands();
-        QCOMPARE(titles(commands.mid(0, 4)), QStringLiteral("ABCD"));
-        QCOMPARE(commands.size(), 5);
-        const AICommand added = commands.last();
-        QCOMPARE(added.title, QStringLiteral("Translate to Dutch"));
-        QCOMPARE(added.prompt, QStringLiteral("To Dutch: {text}"));
-        for (const AICommand &before : std::as_const(m_stored)) {
-            QVERIFY(added.id != before.id);
-        }
-        QCOMPARE(CommandStore::loadStoredCommands(), commands);
+        QTest::addColumn<int>("row"); // the fifth: added
+        QTest::addColumn<QString>("expected");
+        QTest::newRow("add") << 4 << "ABCDNew";
+        QTest::newRow("edit the third") << 2 << "ABNewD";
     }
 
-    // In place, with a new id; the others as they were.
-    void editReplacesTheCommandInPlaceWithANewId()
+    void savedWithANewId()
     {
-        QToolButton *edit = rowButton(*m_tab, 2, QStringLiteral("Edit"));
-        QVERIFY(edit);
-        edit->click();
+        QFETCH(int, row);
+        QFETCH(QString, expected);
+        const bool adding = row == m_stored.size();
+        if (adding) {
+            m_tab->addButton()->click();
+        } else {
+            QToolButton *edit = rowButton(*m_tab, row, QStringLiteral("Edit"));
+            QVERIFY(edit);
+            edit->click();
+        }
         PromptEditDialog *dialog = openedDialog();
         QVERIFY(dialog);
-        QCOMPARE(dialog->heading(), QStringLiteral("Edit Custom Prompt"));
-        QCOMPARE(dialog->titleField()->text(), QStringLiteral("C"));
-        QCOMPARE(dialog->promptField()->toPlainText(), QStringLiteral("Do C: {text}"));
-        fill(dialog, QStringLiteral("C2"), QStringLiteral("New: {text}"));
+        const AICommand shown = adding ? AICommand() : m_stored.at(row);
+        QCOMPARE(dialog->titleField()->text(), shown.title);
+        QCOMPARE(dialog->promptField()->toPlainText(), shown.prompt);
+        fill(dialog, QStringLiteral("New"), QStringLiteral("New: {text}"));
         dialog->saveButton()->click();
         QTRY_VERIFY(!m_tab->dialog());
-        const QList<AICommand> commands = m_tab->model()->commands();
-        QCOMPARE(titles(commands), QStringLiteral("ABC2D"));
-        QVERIFY(commands.at(2).id != m_stored.at(2).id);
-        QCOMPARE(commands.at(2).prompt, QStringLiteral("New: {text}"));
-        for (int row : {0, 1, 3}) {
-            QCOMPARE(commands.at(row), m_stored.at(row));
-        }
+        QList<AICommand> commands = m_tab->model()->commands();
+        QCOMPARE(titles(commands), expected);
         QCOMPARE(CommandStore::loadStoredCommands(), commands);
-        // The row's buttons now act on the new id.
-        rowButton(*m_tab, 2, QStringLiteral("Edit"))->click();
+        const AICommand saved = commands.takeAt(row);
+        QCOMPARE(saved.prompt, QStringLiteral("New: {text}"));
+        for (const AICommand &before : std::as_const(m_stored)) {
+            QVERIFY(saved.id != before.id);
+        }
+        QList<AICommand> others = m_stored;
+        if (!adding) {
+            others.removeAt(row);
+        }
+        QCOMPARE(commands, others);
+        rowButton(*m_tab, row, QStringLiteral("Edit"))->click();
         QVERIFY(openedDialog());
-        QCOMPARE(m_tab->dialog()->titleField()->text(), QStringLiteral("C2"));
+        QCOMPARE(m_tab->dialog()->titleField()->text(), QStringLiteral("New"));
     }
 
     void saveNeedsATitleAndAPrompt_data()

@@ -66,7 +66,6 @@ class VendorsTabTest : public QObject {
 
 private:
     FakeProvider m_fake;
-    FakeProvider m_plain; // the stand-in over plain http
     std::unique_ptr<VendorManager> m_vendors;
     std::unique_ptr<VendorsTab> m_tab;
 
@@ -107,7 +106,6 @@ private Q_SLOTS:
         TestSupport::requireThrowawayEnvironment();
         TestSupport::quietOffscreenWarnings();
         QVERIFY2(m_fake.start(), qPrintable(m_fake.errorString()));
-        QVERIFY2(m_plain.start({QStringLiteral("--plain")}), qPrintable(m_plain.errorString()));
         qputenv("VELLUMO_CA_FILE", m_fake.caFile().toUtf8());
     }
 
@@ -299,7 +297,6 @@ private Q_SLOTS:
     void theModelListGrowsWithTheProvidersAndKeepsTypedIds()
     {
         QVERIFY(keys().storeAPIKey(testKey, AIVendor::openai));
-        pointAtStandIn(AIVendor::openai, m_fake.host());
         showTab();
         VendorForm *form = formWithKey(AIVendor::openai);
         QComboBox *models = form->modelBox();
@@ -369,36 +366,6 @@ private Q_SLOTS:
                  ValidationState::valid());
         // Remove Key is never disabled, even with no key to remove.
         QVERIFY(m_tab->removeKeyButton()->isEnabled());
-    }
-
-    // A host written with http:// is used for this computer only.
-    void plainHttpIsForThisComputerOnly_data()
-    {
-        QTest::addColumn<QString>("host");
-        QTest::addColumn<QString>("said");
-        const int port = m_plain.port();
-        QTest::newRow("loopback address") << QStringLiteral("http://127.0.0.1:%1").arg(port)
-                                          << "Configuration saved successfully!";
-        QTest::newRow("another address")
-            << QStringLiteral("http://0.0.0.0:%1").arg(port)
-            << "Error: Plain http:// is only used for a server on this computer (localhost, "
-               "127.x.x.x or ::1); 0.0.0.0 must be reached over https://.";
-    }
-
-    void plainHttpIsForThisComputerOnly()
-    {
-        QFETCH(QString, host);
-        QFETCH(QString, said);
-        QVERIFY(keys().storeAPIKey(testKey, AIVendor::openai));
-        QVERIFY(m_plain.clear());
-        showTab();
-        VendorForm *form = formWithKey(AIVendor::openai);
-        retype(form->hostField(), host);
-        form->save();
-        QTRY_VERIFY_WITH_TIMEOUT(!form->isSaving(), 15000);
-        QVERIFY2(visibleWithText(form->outcome(), said), qPrintable(form->outcome()->text()));
-        const bool reached = said.startsWith(QLatin1String("Configuration"));
-        QCOMPARE(m_plain.requests().size(), reached ? 1 : 0);
     }
 
     // The keyring frozen (SIGSTOP): reading, typing, saving and removing

@@ -218,10 +218,8 @@ private Q_SLOTS:
         QCOMPARE(state->currentIndex(), 0);
 
         QTest::mouseClick(m_tab->addDefaultPromptsButton(), Qt::LeftButton);
-        const QList<AICommand> stored = CommandStore::loadStoredCommands();
-        QCOMPARE(stored.size(), 1 + CommandStore::defaultCommands().size());
-        QCOMPARE(stored.first().title, own.title);
-        QCOMPARE(stored.last().title, CommandStore::defaultCommands().last().title);
+        QCOMPARE(CommandStore::loadStoredCommands().size(),
+                 1 + CommandStore::defaultCommands().size());
         QCOMPARE(state->currentIndex(), 1);
         QVERIFY(!m_tab->addDefaultPromptsButton()->isVisible());
         auto *added = m_tab->findChild<QLabel *>(QStringLiteral("defaultPromptsAdded"));

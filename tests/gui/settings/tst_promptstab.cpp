@@ -421,7 +421,6 @@ private Q_SLOTS:
         QTest::addColumn<QString>("expected");
         QTest::newRow("changed elsewhere") << QByteArray() << "XY";
         QTest::newRow("unreadable") << QByteArray("[{\"title\": 1}]") << "";
-        QTest::newRow("not JSON") << QByteArray("not json") << "";
     }
 
     void theListIsReadAgainWhenShown()

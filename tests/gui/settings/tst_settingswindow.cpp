@@ -16,9 +16,7 @@
 
 #include <QApplication>
 #include <QPointer>
-#include <QStyle>
 #include <QStyleFactory>
-#include <QTabBar>
 #include <QTabWidget>
 #include <QtTest>
 #include <memory>

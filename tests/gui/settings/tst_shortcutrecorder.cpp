@@ -13,7 +13,6 @@
 #include "TestSupport.h"
 
 #include <QAction>
-#include <QApplication>
 #include <QPushButton>
 #include <QSignalSpy>
 #include <QVBoxLayout>

@@ -80,9 +80,10 @@ private Q_SLOTS:
         const QStringList head{"Vellumo (disabled)", "-", "Settings\tCtrl+,", "Show Onboarding",
                                "-"};
         const QStringList quit{"-", "Quit\tCtrl+Q"};
-        QTest::newRow("with update checks") << true << false << head + "Check for Updates…" + quit;
+        QTest::newRow("with update checks")
+            << true << false << head + QStringList{"Check for Updates…"} + quit;
         QTest::newRow("while a check runs")
-            << true << true << head + "Check for Updates… (disabled)" + quit;
+            << true << true << head + QStringList{"Check for Updates… (disabled)"} + quit;
         // A distribution's build: updates come from the distribution.
         QTest::newRow("without") << false << true << head + quit.mid(1);
     }

@@ -74,19 +74,15 @@ class OnboardingTest : public QObject {
     std::unique_ptr<VendorManager> m_vendors;
     std::unique_ptr<OnboardingWindowManager> m_guide;
 
-    OnboardingView::Services services()
-    {
-        return {[this](bool prompt) {
-                    m_trust.prompts += prompt ? 1 : 0;
-                    return m_trust.granted;
-                },
-                *m_vendors, keys(), [this] { ++m_hooks; }};
-    }
-
     OnboardingView *open()
     {
         if (!m_guide) {
-            m_guide = std::make_unique<OnboardingWindowManager>(services());
+            const auto trusted = [this](bool prompt) {
+                m_trust.prompts += prompt ? 1 : 0;
+                return m_trust.granted;
+            };
+            m_guide = std::make_unique<OnboardingWindowManager>(
+                OnboardingView::Services{trusted, *m_vendors, keys(), [this] { ++m_hooks; }});
         }
         m_guide->showOnboarding();
         QWidget *window = m_guide->onboardingWindow();

@@ -93,10 +93,7 @@ private:
     std::unique_ptr<PopupWindow> openPopup(const QString &text = selectedText)
     {
         auto popup = std::make_unique<PopupWindow>(text, m_setup.vendors());
-        if (!showPopup(*popup)) {
-            return nullptr;
-        }
-        return popup;
+        return showPopup(*popup) ? std::move(popup) : nullptr;
     }
 
     // Requests that reached the provider after a short grace period, so a

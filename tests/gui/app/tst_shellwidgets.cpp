@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// The tray menu, the tray icon's badge, the update window and the shell on
-// a desktop without a tray, offscreen.
+// The tray menu and icon, the update window and the shell without a tray.
 #include "ApplicationService.h"
 #include "FakeNotifications.h"
 #include "Shell.h"
@@ -76,68 +75,52 @@ private Q_SLOTS:
     void menu_data()
     {
         QTest::addColumn<bool>("offersUpdates");
+        QTest::addColumn<bool>("checking");
         QTest::addColumn<QStringList>("lines");
+        const QStringList head{"Vellumo (disabled)", "-", "Settings\tCtrl+,", "Show Onboarding",
+                               "-"};
+        const QStringList quit{"-", "Quit\tCtrl+Q"};
         QTest::newRow("with update checks")
-            << true
-            << QStringList{"Vellumo (disabled)", "-", "Settings\tCtrl+,", "Show Onboarding", "-",
-                           "Check for Updates…", "-", "Quit\tCtrl+Q"};
+            << true << false << head + QStringList{"Check for Updates…"} + quit;
+        QTest::newRow("while a check runs")
+            << true << true << head + QStringList{"Check for Updates… (disabled)"} + quit;
         // A distribution's build: updates come from the distribution.
-        QTest::newRow("without") << false
-                                 << QStringList{"Vellumo (disabled)", "-", "Settings\tCtrl+,",
-                                                "Show Onboarding",    "-", "Quit\tCtrl+Q"};
+        QTest::newRow("without") << false << true << head + quit.mid(1);
     }
 
     void menu()
     {
         QFETCH(bool, offersUpdates);
+        QFETCH(bool, checking);
         QFETCH(QStringList, lines);
         TrayIcon tray(offersUpdates);
+        tray.setCanCheckForUpdates(false);
+        tray.setCanCheckForUpdates(!checking);
         QCOMPARE(entries(tray.menu()), lines);
     }
 
-    void entriesSignalTheirRequests_data()
-    {
-        QTest::addColumn<QString>("text");
-        QTest::addColumn<QString>("signal");
-        QTest::newRow("Settings") << "Settings"
-                                  << "settingsRequested";
-        QTest::newRow("Show Onboarding") << "Show Onboarding"
-                                         << "onboardingRequested";
-        QTest::newRow("Check for Updates…") << "Check for Updates…"
-                                            << "updateCheckRequested";
-        QTest::newRow("Quit") << "Quit"
-                              << "quitRequested";
-    }
-
+    // Each entry emits its own request and no other.
     void entriesSignalTheirRequests()
     {
-        QFETCH(QString, text);
-        QFETCH(QString, signal);
-        TrayIcon tray(true);
-        const QMetaObject *meta = tray.metaObject();
-        std::vector<std::unique_ptr<QSignalSpy>> spies;
-        for (const char *name : {"settingsRequested", "onboardingRequested", "updateCheckRequested",
-                                 "quitRequested"}) {
-            const QByteArray signature = QByteArray(name) + "()";
-            spies.push_back(std::make_unique<QSignalSpy>(
-                &tray, meta->method(meta->indexOfSignal(signature.constData()))));
+        const QList<std::pair<QString, QByteArray>> requests{
+            {"Settings", "settingsRequested()"},
+            {"Show Onboarding", "onboardingRequested()"},
+            {"Check for Updates…", "updateCheckRequested()"},
+            {"Quit", "quitRequested()"}};
+        for (const auto &[text, signal] : requests) {
+            TrayIcon tray(true);
+            std::vector<std::unique_ptr<QSignalSpy>> spies;
+            for (const auto &request : requests) {
+                const QMetaObject *meta = tray.metaObject();
+                spies.push_back(std::make_unique<QSignalSpy>(
+                    &tray, meta->method(meta->indexOfSignal(request.second.constData()))));
+            }
+            entry(tray.menu(), text)->trigger();
+            for (qsizetype i = 0; i < requests.size(); ++i) {
+                QVERIFY2(spies[i]->size() == (requests[i].first == text ? 1 : 0),
+                         qPrintable(text + " / " + requests[i].second));
+            }
         }
-        entry(tray.menu(), text)->trigger();
-        const QStringList names{"settingsRequested", "onboardingRequested", "updateCheckRequested",
-                                "quitRequested"};
-        for (qsizetype i = 0; i < names.size(); ++i) {
-            QCOMPARE(spies[i]->size(), names[i] == signal ? 1 : 0);
-        }
-    }
-
-    void theUpdateEntryIsDisabledWhileAChecksRuns()
-    {
-        TrayIcon tray(true);
-        QAction *check = entry(tray.menu(), QStringLiteral("Check for Updates…"));
-        tray.setCanCheckForUpdates(false);
-        QVERIFY(!check->isEnabled());
-        tray.setCanCheckForUpdates(true);
-        QVERIFY(check->isEnabled());
     }
 
     void theBadge_data()
@@ -160,59 +143,51 @@ private Q_SLOTS:
     {
         QTest::addColumn<int>("kind");
         QTest::addColumn<bool>("unreachable");
+        QTest::addColumn<QString>("page");
         QTest::addColumn<QString>("message");
-        QTest::addColumn<bool>("releasePage");
-        QTest::newRow("newer") << int(UpdateOutcome::Kind::newer) << false
-                               << "Vellumo 2.0.0 is now available; you have 1.0.0." << true;
-        QTest::newRow("up to date") << int(UpdateOutcome::Kind::upToDate) << false
-                                    << "Vellumo 1.0.0 is up to date." << false;
+        const QString page = QStringLiteral("https://forge.invalid/releases/v2.0.0");
+        QTest::newRow("newer") << int(UpdateOutcome::Kind::newer) << false << page
+                               << "Vellumo 2.0.0 is now available; you have 1.0.0.";
+        // No button that would open nothing.
+        QTest::newRow("newer, without a page")
+            << int(UpdateOutcome::Kind::newer) << false << QString()
+            << "Vellumo 2.0.0 is now available; you have 1.0.0.";
+        QTest::newRow("up to date") << int(UpdateOutcome::Kind::upToDate) << false << page
+                                    << "Vellumo 1.0.0 is up to date.";
         QTest::newRow("unreachable")
-            << int(UpdateOutcome::Kind::failed) << true
+            << int(UpdateOutcome::Kind::failed) << true << page
             << "Vellumo could not reach the update server; check the network connection and try "
-               "again."
-            << false;
-        QTest::newRow("unreadable") << int(UpdateOutcome::Kind::failed) << false
-                                    << "The update server's answer could not be read; try again "
-                                       "later."
-                                    << false;
+               "again.";
+        QTest::newRow("unreadable")
+            << int(UpdateOutcome::Kind::failed) << false << page
+            << "The update server's answer could not be read; try again later.";
     }
 
     void updateWindow()
     {
         QFETCH(int, kind);
         QFETCH(bool, unreachable);
+        QFETCH(QString, page);
         QFETCH(QString, message);
-        QFETCH(bool, releasePage);
         UpdateOutcome outcome;
         outcome.kind = UpdateOutcome::Kind(kind);
         outcome.unreachable = unreachable;
-        outcome.release = {QStringLiteral("2.0.0"), QStringLiteral("Vellumo 2"),
-                           QUrl(QStringLiteral("https://forge.invalid/releases/v2.0.0")),
+        outcome.release = {QStringLiteral("2.0.0"), QStringLiteral("Vellumo 2"), QUrl(page),
                            QStringLiteral("- **Faster** popup")};
+        const bool newer = outcome.kind == UpdateOutcome::Kind::newer;
+        const bool releasePage = newer && !page.isEmpty();
         UpdateDialog dialog(QStringLiteral("1.0.0"));
         QSignalSpy opened(&dialog, &UpdateDialog::releasePageRequested);
         dialog.showOutcome(outcome);
         QVERIFY(dialog.isVisible());
         QCOMPARE(dialog.message(), message);
         QCOMPARE(dialog.offersReleasePage(), releasePage);
-        QCOMPARE(dialog.notes(), releasePage ? QStringLiteral("Faster popup") : QString());
+        QCOMPARE(dialog.notes(), newer ? QStringLiteral("Faster popup") : QString());
+        QTest::keyClick(&dialog, Qt::Key_Return);
+        QCOMPARE(opened.size(), releasePage ? 1 : 0);
         if (releasePage) {
-            QTest::keyClick(&dialog, Qt::Key_Return);
-            QCOMPARE(opened.size(), 1);
             QCOMPARE(opened.first().first().toUrl(), outcome.release.page);
         }
-    }
-
-    // A release without a page offers no button that would open nothing.
-    void aReleaseWithoutAPageOffersNoButton()
-    {
-        UpdateOutcome outcome;
-        outcome.kind = UpdateOutcome::Kind::newer;
-        outcome.release.version = QStringLiteral("2.0.0");
-        UpdateDialog dialog(QStringLiteral("1.0.0"));
-        dialog.showOutcome(outcome);
-        QVERIFY(!dialog.offersReleasePage());
-        QCOMPARE(dialog.notes(), QString());
     }
 
     // Offscreen there is no tray: one notification says how to reach the

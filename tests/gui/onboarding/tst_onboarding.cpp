@@ -1,10 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// The first-start guide's rules, offscreen, against a real keyring and the
-// local stand-in provider: which step Next (and Ctrl+Return) may leave and
-// where Previous (Ctrl+[) goes, the progress view on each step, the
-// provider step's validation deciding the default provider, the commands
-// step's stored flag, the accessibility check that outlives its step,
-// finishing, closing, reopening, and the window's remembered place.
+// The first-start guide offscreen, against a real keyring and the local
+// stand-in provider.
 #include "AccessibilityStepView.h"
 #include "ApiKeyField.h"
 #include "Await.h"
@@ -78,19 +74,15 @@ class OnboardingTest : public QObject {
     std::unique_ptr<VendorManager> m_vendors;
     std::unique_ptr<OnboardingWindowManager> m_guide;
 
-    OnboardingView::Services services()
-    {
-        return {[this](bool prompt) {
-                    m_trust.prompts += prompt ? 1 : 0;
-                    return m_trust.granted;
-                },
-                *m_vendors, keys(), [this] { ++m_hooks; }};
-    }
-
     OnboardingView *open()
     {
         if (!m_guide) {
-            m_guide = std::make_unique<OnboardingWindowManager>(services());
+            const auto trusted = [this](bool prompt) {
+                m_trust.prompts += prompt ? 1 : 0;
+                return m_trust.granted;
+            };
+            m_guide = std::make_unique<OnboardingWindowManager>(
+                OnboardingView::Services{trusted, *m_vendors, keys(), [this] { ++m_hooks; }});
         }
         m_guide->showOnboarding();
         QWidget *window = m_guide->onboardingWindow();
@@ -189,8 +181,8 @@ private Q_SLOTS:
         QVERIFY(TestSupport::finishes(keys().keyForRequest(AIVendor::openai), 30000));
     }
 
-    // Next, by key and by button, from each step; it stays where it is when
-    // the step's condition is not met, and its button says so.
+    // Next and Previous, by key and by button, from each step; Next stays
+    // where it is when the step's condition is not met, and its button says so.
     void nextIsGatedOnEachStep_data()
     {
         QTest::addColumn<OnboardingStep>("step");
@@ -231,50 +223,29 @@ private Q_SLOTS:
             QVERIFY(walkTo(view, OnboardingStep::accessibility));
             m_trust.granted = granted;
             view->accessibility().check();
-            if (step != OnboardingStep::accessibility) {
-                QVERIFY(walkTo(view, step));
-            }
+            QVERIFY(walkTo(view, step));
         }
         QCOMPARE(view->nextButton()->text(), title);
+        QCOMPARE(view->previousButton()->isVisible(), step != OnboardingStep::welcome);
         const bool goesOn = after != step;
         QCOMPARE(view->nextButton()->isEnabled(), goesOn);
         pressNext(view);
         QCOMPARE(view->currentStep(), after);
-        if (!goesOn) {
-            QTest::mouseClick(view->nextButton(), Qt::LeftButton);
+        if (goesOn) {
+            // The buttons do what the keys do.
+            QTest::mouseClick(view->previousButton(), Qt::LeftButton);
             QCOMPARE(view->currentStep(), step);
-            return;
+            QTest::mouseClick(view->nextButton(), Qt::LeftButton);
+            QCOMPARE(view->currentStep(), after);
+            pressPrevious(view);
+        } else {
+            QTest::mouseClick(view->nextButton(), Qt::LeftButton);
         }
-        // The button does what the key does.
-        pressPrevious(view);
         QCOMPARE(view->currentStep(), step);
-        QTest::mouseClick(view->nextButton(), Qt::LeftButton);
-        QCOMPARE(view->currentStep(), after);
-    }
-
-    // Back one step at a time to the welcome step, where Previous is gone
-    // and its key does nothing.
-    void previousWalksBackToWelcome()
-    {
-        storeValidKey(AIVendor::openai);
-        OnboardingView *view = open();
-        QVERIFY(!view->previousButton()->isVisible());
-        QVERIFY(walkTo(view, OnboardingStep::tryIt));
-        QCOMPARE(view->nextButton()->text(), QStringLiteral("Finish"));
-        const QList<OnboardingStep> back{OnboardingStep::prompts,  OnboardingStep::vendor,
-                                         OnboardingStep::shortcut, OnboardingStep::accessibility,
-                                         OnboardingStep::welcome,  OnboardingStep::welcome};
-        for (int i = 0; i < back.size(); ++i) {
-            QVERIFY(view->previousButton()->isVisible() ||
-                    view->currentStep() == OnboardingStep::welcome);
-            if (i == 1) {
-                QTest::mouseClick(view->previousButton(), Qt::LeftButton);
-            } else {
-                pressPrevious(view);
-            }
-            QCOMPARE(view->currentStep(), back.at(i));
-        }
-        QVERIFY(!view->previousButton()->isVisible());
+        // One step back; on the welcome step Previous does nothing.
+        pressPrevious(view);
+        const int back = qMax(0, OnboardingSteps::position(step) - 1);
+        QCOMPARE(view->currentStep(), OnboardingSteps::allCases().at(back));
     }
 
     // On step c, circles 0..c are in the accent colour and the others grey;
@@ -305,14 +276,12 @@ private Q_SLOTS:
         for (int i = 0; i < 6; ++i) {
             // Beside the number, inside the circle.
             const QRectF circle = progress->circleRect(i);
-            const QColor fill = colourAt({circle.left() + 4, circle.center().y()});
-            QVERIFY2(near(fill, i <= current ? accent : grey),
-                     qPrintable(QStringLiteral("circle %1: %2").arg(i + 1).arg(fill.name())));
-            if (i < 5) {
-                const QColor line = colourAt(progress->lineRect(i).center());
-                QVERIFY2(near(line, i < current ? accent : grey),
-                         qPrintable(QStringLiteral("line %1: %2").arg(i + 1).arg(line.name())));
-            }
+            QVERIFY2(near(colourAt({circle.left() + 4, circle.center().y()}),
+                          i <= current ? accent : grey),
+                     qPrintable(QStringLiteral("circle %1").arg(i + 1)));
+            QVERIFY2(i == 5 || near(colourAt(progress->lineRect(i).center()),
+                                    i < current ? accent : grey),
+                     qPrintable(QStringLiteral("line %1").arg(i + 1)));
         }
         QVERIFY(!progress->lineRect(5).isValid());
     }
@@ -512,24 +481,9 @@ private Q_SLOTS:
     }
 
     // Reaching the last step hooks the shortcut and prints that it does,
-    // before anything is finished.
-    void theLastStepHooksTheShortcut()
-    {
-        storeValidKey(AIVendor::openai);
-        OnboardingView *view = open();
-        QVERIFY(walkTo(view, OnboardingStep::prompts));
-        QCOMPARE(m_hooks, 0);
-        const QString printed = TestSupport::captureStdout([&] { pressNext(view); });
-        QCOMPARE(printed, QStringLiteral("trigger global shortcut setup\n"));
-        QCOMPARE(m_hooks, 1);
-        QVERIFY(!Settings::standard().onboardingCompleted());
-        auto *step = qobject_cast<TryItStepView *>(view->stepView());
-        QCOMPARE(step->testArea()->toPlainText(), TryItStepView::sampleText);
-        QCOMPARE(QApplication::focusWidget(), step->testArea());
-    }
-
-    // Finish marks the guide completed and closes the window; it hooks the
-    // shortcut only while accessibility is on.
+    // before anything is finished. Finish marks the guide completed and
+    // closes the window; it hooks the shortcut again only while accessibility
+    // is on.
     void finishing_data()
     {
         QTest::addColumn<bool>("granted");
@@ -542,30 +496,25 @@ private Q_SLOTS:
         QFETCH(bool, granted);
         storeValidKey(AIVendor::openai);
         OnboardingView *view = open();
-        QVERIFY(walkTo(view, OnboardingStep::tryIt));
+        QVERIFY(walkTo(view, OnboardingStep::prompts));
+        QCOMPARE(m_hooks, 0);
+        const QString printed = TestSupport::captureStdout([&] { pressNext(view); });
+        QCOMPARE(printed, QStringLiteral("trigger global shortcut setup\n"));
+        QCOMPARE(m_hooks, 1);
+        QVERIFY(!Settings::standard().onboardingCompleted());
+        auto *step = qobject_cast<TryItStepView *>(view->stepView());
+        QCOMPARE(step->testArea()->toPlainText(), TryItStepView::sampleText);
+        QCOMPARE(QApplication::focusWidget(), step->testArea());
+        QCOMPARE(view->nextButton()->text(), QStringLiteral("Finish"));
+
         m_trust.granted = granted;
         view->accessibility().check();
-        const int hooksBefore = m_hooks;
         QSignalSpy finished(m_guide.get(), &OnboardingWindowManager::finished);
         pressNext(view);
         QCOMPARE(finished.size(), 1);
         QVERIFY(Settings::standard().onboardingCompleted());
-        QCOMPARE(m_hooks - hooksBefore, granted ? 1 : 0);
+        QCOMPARE(m_hooks, granted ? 2 : 1);
         QVERIFY(!m_guide->onboardingWindow());
-    }
-
-    // The close button hides the window without finishing: nothing stored,
-    // nothing hooked, and the window is still there until shown again.
-    void closingIsNotFinishing()
-    {
-        OnboardingView *view = open();
-        QVERIFY(walkTo(view, OnboardingStep::shortcut));
-        QWidget *window = m_guide->onboardingWindow();
-        QVERIFY(window->close());
-        QVERIFY(!window->isVisible());
-        QCOMPARE(m_guide->onboardingWindow(), window);
-        QVERIFY(!Settings::standard().onboardingCompleted());
-        QCOMPARE(m_hooks, 0);
     }
 
     // Opening while open replaces the window with a fresh one at welcome.
@@ -582,8 +531,9 @@ private Q_SLOTS:
         QCOMPARE(m_guide->onboardingWindow()->windowTitle(), QStringLiteral("Welcome to Vellumo"));
     }
 
-    // A moved window reopens where it was left; a place no longer on any
-    // screen is not used.
+    // Closing hides the window without finishing: nothing stored, nothing
+    // hooked. A moved window reopens where it was left; a place no longer on
+    // any screen is not used.
     void theWindowsPlaceIsRemembered_data()
     {
         QTest::addColumn<QPoint>("movedTo");
@@ -601,6 +551,10 @@ private Q_SLOTS:
         const QPoint centred = window->pos();
         window->move(movedTo);
         QVERIFY(window->close());
+        QVERIFY(!window->isVisible());
+        QCOMPARE(m_guide->onboardingWindow(), window);
+        QVERIFY(!Settings::standard().onboardingCompleted());
+        QCOMPARE(m_hooks, 0);
         open();
         QCOMPARE(m_guide->onboardingWindow()->pos(), kept ? movedTo : centred);
     }

@@ -32,21 +32,6 @@ void PopupWindow::keyPressEvent(QKeyEvent *event)
     event->accept(); // the test decides when the popup goes
 }
 
-bool ProviderSetup::start(QString *error)
-{
-    if (!m_standIn.start()) {
-        *error = m_standIn.errorString();
-        return false;
-    }
-    return true;
-}
-
-void ProviderSetup::reset()
-{
-    m_standIn.clear();
-    m_standIn.setAnswer(std::nullopt);
-}
-
 void ProviderSetup::removeAllKeys()
 {
     for (AIVendor vendor : AIVendors::allCases()) {

@@ -38,10 +38,19 @@ class ProviderSetup {
 public:
     // Starts the stand-in, which makes this process trust its certificate;
     // call once.
-    bool start(QString *error);
+    bool start(QString *error)
+    {
+        const bool started = m_standIn.start();
+        *error = m_standIn.errorString();
+        return started;
+    }
     FakeProvider &standIn() { return m_standIn; }
     // Forgets recorded requests, queued failures and a set answer.
-    void reset();
+    void reset()
+    {
+        m_standIn.clear();
+        m_standIn.setAnswer(std::nullopt);
+    }
 
     // A fresh manager whose default provider is vendor with the given key
     // (nothing stored for the others).

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// How the popup looks in a light and a dark theme: row colours from the
-// palette, the panel with and without a compositor, and pictures of its
-// states under the build folder.
+// How the popup looks in a light and a dark theme, with and without a
+// compositor, with pictures of its states under the build folder.
 #include "CommandRow.h"
 #include "CommandsList.h"
 #include "CommandsListModel.h"
@@ -62,17 +61,21 @@ QImage paintRow(const QPalette &palette, bool selected, bool hovered,
     return image;
 }
 
-// Any pixel of the image close to the colour, inside the area.
-bool hasColour(const QImage &image, const QRect &area, QColor colour, int tolerance)
+// How many pixels of the image inside the area pass the test.
+int pixels(const QImage &image, const QRect &area, const std::function<bool(QColor)> &test)
 {
+    int count = 0;
     for (int y = area.top(); y <= area.bottom(); ++y) {
         for (int x = area.left(); x <= area.right(); ++x) {
-            if (near(image.pixelColor(x, y), colour, tolerance)) {
-                return true;
-            }
+            count += test(image.pixelColor(x, y)) ? 1 : 0;
         }
     }
-    return false;
+    return count;
+}
+
+bool hasColour(const QImage &image, const QRect &area, QColor colour)
+{
+    return pixels(image, area, [colour](QColor c) { return near(c, colour, 40); }) > 0;
 }
 
 // A desktop-like backdrop, so a see-through panel is seen as such.
@@ -110,7 +113,7 @@ private:
         QTest::newRow("dark") << darkPalette();
     }
 
-    QImage shot(PopupWindow &popup)
+    static QImage shot(PopupWindow &popup)
     {
         QApplication::processEvents();
         return popup.view->grab().toImage();
@@ -152,20 +155,20 @@ private Q_SLOTS:
         const QRect text(highlight.left() + 8, highlight.top(), 40, highlight.height());
 
         const QImage selected = paintRow(palette, true, false);
-        QVERIFY(hasColour(selected, text, palette.color(QPalette::HighlightedText), 40));
+        QVERIFY(hasColour(selected, text, palette.color(QPalette::HighlightedText)));
         // Inset from the panel edges, with the corners rounded off.
         QCOMPARE(selected.pixelColor(4, highlight.center().y()).alpha(), 0);
         QCOMPARE(selected.pixelColor(highlight.topLeft()).alpha() < 128, true);
 
         const QImage hovered = paintRow(palette, false, true);
-        QVERIFY(hasColour(hovered, text, palette.color(QPalette::WindowText), 40));
+        QVERIFY(hasColour(hovered, text, palette.color(QPalette::WindowText)));
 
         // Hover does not change the look of the highlighted row.
         QCOMPARE(paintRow(palette, true, true), selected);
 
         const QImage plain = paintRow(palette, false, false);
         QCOMPARE(plain.pixelColor(background).alpha(), 0);
-        QVERIFY(hasColour(plain, text, palette.color(QPalette::WindowText), 40));
+        QVERIFY(hasColour(plain, text, palette.color(QPalette::WindowText)));
     }
 
     // "✍️" and "➡️" also exist as plain glyphs in text fonts; the row must
@@ -184,15 +187,8 @@ private Q_SLOTS:
         const QImage row = paintRow(lightPalette(), false, false, title);
         const QRect highlight = CommandRow::highlightRect(row.rect());
         const QRect emoji(highlight.left() + 8, highlight.top(), 18, highlight.height());
-        int coloured = 0;
-        for (int y = emoji.top(); y <= emoji.bottom(); ++y) {
-            for (int x = emoji.left(); x <= emoji.right(); ++x) {
-                const QColor pixel = row.pixelColor(x, y);
-                if (pixel.alpha() > 200 && pixel.hsvSaturation() > 80) {
-                    ++coloured;
-                }
-            }
-        }
+        const int coloured =
+            pixels(row, emoji, [](QColor c) { return c.alpha() > 200 && c.hsvSaturation() > 80; });
         QVERIFY2(coloured > 10, qPrintable(QString::number(coloured)));
     }
 

@@ -285,19 +285,17 @@ private Q_SLOTS:
         QVERIFY(!store().contains(configKey(AIVendor::openai)));
     }
 
+    // No default, then a default chosen in memory whose key is missing.
     void sendingWithoutAUsableProviderFailsLocally()
     {
         VendorManager manager;
         QCOMPARE(manager.defaultVendor(), std::nullopt);
-        auto outcome = await(manager.sendMessage(QStringLiteral("Hello")));
-        QVERIFY2(outcome.error, qPrintable(outcome.said()));
-        QCOMPARE(*outcome.error, APIError::invalidResponse());
-
-        // A default chosen in memory whose key is missing.
-        manager.setDefaultVendor(AIVendor::anthropic);
-        outcome = await(manager.sendMessage(QStringLiteral("Hello")));
-        QVERIFY2(outcome.error, qPrintable(outcome.said()));
-        QCOMPARE(*outcome.error, APIError::invalidResponse());
+        for (const auto vendor : {std::optional<AIVendor>(), std::optional(AIVendor::anthropic)}) {
+            manager.setDefaultVendor(vendor);
+            const auto outcome = await(manager.sendMessage(QStringLiteral("Hello")));
+            QVERIFY2(outcome.error, qPrintable(outcome.said()));
+            QCOMPARE(*outcome.error, APIError::invalidResponse());
+        }
         QVERIFY(m_fake.requests().isEmpty());
     }
 

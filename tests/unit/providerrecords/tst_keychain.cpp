@@ -232,6 +232,7 @@ private Q_SLOTS:
         }
         QCOMPARE(lookup(AIVendor::openai), QByteArray("sk-third"));
         QCOMPARE(lookup(AIVendor::gemini), QByteArray());
+        QCOMPARE(lookup(AIVendor::anthropic), QByteArray()); // each provider has its own item
         QCOMPARE(keys().presence(AIVendor::gemini), KeychainService::Presence::missing);
     }
 

@@ -239,7 +239,7 @@ private Q_SLOTS:
         const AIVendor anthropic = AIVendor::anthropic;
         const AIVendor gemini = AIVendor::gemini;
         QTest::newRow("gemini 404 model not found") << gemini << "404" << Kind::httpError << 404;
-        QTest::newRow("anthropic 500") << anthropic << "500" << Kind::httpError << 500;
+        QTest::newRow("anthropic 529 overloaded") << anthropic << "529" << Kind::httpError << 529;
         QTest::newRow("openai 201 with a valid body") << openai << "201" << Kind::httpError << 201;
         QTest::newRow("anthropic not JSON") << anthropic << "nonjson" << Kind::networkError << 0;
         QTest::newRow("openai 20 MB answer") << openai << "huge:20" << Kind::invalidResponse << 0;

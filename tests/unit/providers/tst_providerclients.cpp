@@ -74,9 +74,10 @@ private Q_SLOTS:
         qputenv("VELLUMO_CA_FILE", m_fake.caFile().toUtf8());
     }
 
-    // Each provider's own request. The stand-in tells the providers apart by
-    // path and headers, so the factory making the wrong client, or one that
-    // lost its configuration, fails here too.
+    // Each provider's own request, and its own reading of the answer: the
+    // first of several, exactly as sent, blanks and all. The stand-in tells
+    // the providers apart by path and headers, so the factory making the
+    // wrong client, or one that lost its configuration, fails here too.
     void requestOnTheWire_data()
     {
         QTest::addColumn<AIVendor>("vendor");
@@ -108,9 +109,12 @@ private Q_SLOTS:
         QFETCH(QString, path);
         QFETCH(Headers, headers);
         QFETCH(QByteArray, body);
+        const QString answer = QStringLiteral("\n\n  Grüße, \"Welt\" 🌍\t\n");
+        QVERIFY(m_fake.setAnswer(answer));
+        QVERIFY(m_fake.fail(QStringLiteral("multi"))); // two choices, two blocks, three parts
         const auto outcome = send(configFor(vendor), QStringLiteral("Say hi\nplease"));
         QVERIFY2(outcome.value, qPrintable(outcome.said()));
-        QCOMPARE(*outcome.value, "Answer from fake " + AIVendors::rawValue(vendor) + ": please");
+        QCOMPARE(*outcome.value, answer);
 
         const auto sent = m_fake.requests();
         QCOMPARE(sent.size(), 1);
@@ -198,27 +202,6 @@ private Q_SLOTS:
         const auto outcome = send(config);
         QVERIFY2(outcome.value, qPrintable(outcome.said()));
         QCOMPARE(m_fake.requests().value(0).path, path);
-    }
-
-    // Each client's own reading of an answer: the first of several, exactly
-    // as sent, blanks and all.
-    void theFirstAnswerComesBackUntrimmed_data()
-    {
-        QTest::addColumn<AIVendor>("vendor");
-        QTest::newRow("openai, two choices") << AIVendor::openai;
-        QTest::newRow("anthropic, two blocks") << AIVendor::anthropic;
-        QTest::newRow("gemini, three parts") << AIVendor::gemini;
-    }
-
-    void theFirstAnswerComesBackUntrimmed()
-    {
-        QFETCH(AIVendor, vendor);
-        const QString answer = QStringLiteral("\n\n  Grüße, \"Welt\" 🌍\t\n");
-        QVERIFY(m_fake.setAnswer(answer));
-        QVERIFY(m_fake.fail(QStringLiteral("multi")));
-        const auto outcome = send(configFor(vendor));
-        QVERIFY2(outcome.value, qPrintable(outcome.said()));
-        QCOMPARE(*outcome.value, answer);
     }
 
     // Every failure is the APIError the user's sentence is made from, after

@@ -55,13 +55,6 @@ private:
         QVERIFY(KeychainService::shared().storeAPIKey(key, vendor));
     }
 
-    // Stores the configuration as a successful validation would, so that a
-    // manager built afterwards talks to the local provider.
-    void storeFakeConfig(AIVendor vendor)
-    {
-        store().setData(configKey(vendor), fakeConfig(vendor).encode());
-    }
-
 private Q_SLOTS:
     void initTestCase()
     {
@@ -303,7 +296,8 @@ private Q_SLOTS:
     {
         storeKey(AIVendor::openai);
         storeKey(AIVendor::anthropic);
-        storeFakeConfig(AIVendor::anthropic);
+        // Stored as a successful validation would, so the manager talks to the stand-in.
+        store().setData(configKey(AIVendor::anthropic), fakeConfig(AIVendor::anthropic).encode());
         VendorManager manager;
         manager.setDefaultVendor(AIVendor::anthropic);
         BaseInstructionsService &base = BaseInstructionsService::shared();

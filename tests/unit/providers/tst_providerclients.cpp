@@ -359,17 +359,6 @@ private Q_SLOTS:
         QVERIFY(m_fake.requests().isEmpty());
     }
 
-    void anUnreachableHostIsANetworkError()
-    {
-        VendorConfig config = configFor(AIVendor::gemini);
-        config.apiHost = QStringLiteral("127.0.0.1:1");
-        const auto outcome = send(config);
-        QVERIFY2(outcome.error, qPrintable(outcome.said()));
-        QCOMPARE(outcome.error->kind(), APIError::Kind::networkError);
-        QVERIFY(!outcome.error->underlyingDescription().isEmpty());
-        QVERIFY(!outcome.error->description().contains(testKey));
-    }
-
     void anUntrustedCertificateIsRefused()
     {
         // A second server with a certificate of its own, while the file

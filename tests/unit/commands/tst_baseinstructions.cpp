@@ -7,15 +7,6 @@
 #include <QSignalSpy>
 #include <QtTest>
 
-namespace {
-
-const QString &key()
-{
-    return Settings::baseInstructionsKey;
-}
-
-} // namespace
-
 class BaseInstructionsTest : public QObject {
     Q_OBJECT
 
@@ -28,7 +19,7 @@ private Q_SLOTS:
         QVERIFY(!BaseInstructionsService::defaultBaseInstructions.endsWith(u'\n'));
         BaseInstructionsService service;
         QCOMPARE(service.baseInstructions(), BaseInstructionsService::defaultBaseInstructions);
-        QCOMPARE(DefaultsStore::standard().text(key()),
+        QCOMPARE(DefaultsStore::standard().text(Settings::baseInstructionsKey),
                  std::optional<QString>(BaseInstructionsService::defaultBaseInstructions));
     }
 
@@ -42,12 +33,13 @@ private Q_SLOTS:
     void blankStoredValuesAreKeptAndAddNothing()
     {
         QFETCH(QString, stored);
-        DefaultsStore::standard().setText(key(), stored);
+        DefaultsStore::standard().setText(Settings::baseInstructionsKey, stored);
         for (int run = 0; run < 2; ++run) { // survives a restart
             BaseInstructionsService service;
             QCOMPARE(service.baseInstructions(), stored);
             QCOMPARE(service.composePrompt(QStringLiteral("P")), QStringLiteral("P"));
-            QCOMPARE(DefaultsStore::standard().text(key()), std::optional<QString>(stored));
+            QCOMPARE(DefaultsStore::standard().text(Settings::baseInstructionsKey),
+                     std::optional<QString>(stored));
         }
     }
 
@@ -55,7 +47,7 @@ private Q_SLOTS:
     // too: tst_vendormanager's sendingComposesTheBaseInstructions).
     void composeKeepsTheUserTextUntrimmed()
     {
-        DefaultsStore::standard().setText(key(), QStringLiteral("  Lead"));
+        DefaultsStore::standard().setText(Settings::baseInstructionsKey, QStringLiteral("  Lead"));
         BaseInstructionsService leading;
         QCOMPARE(leading.composePrompt(QString()), QStringLiteral("  Lead\n\n---\n\n"));
     }

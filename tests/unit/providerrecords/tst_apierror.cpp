@@ -56,11 +56,9 @@ private Q_SLOTS:
         QTest::newRow("403") << 403 << u"API key doesn't have permission for this operation."_qs;
         QTest::newRow("429") << 429 << u"Rate limit exceeded. Please try again later."_qs;
         QTest::newRow("500") << 500 << u"Server error (500). Please try again later."_qs;
-        QTest::newRow("503") << 503 << u"Server error (503). Please try again later."_qs;
         QTest::newRow("599") << 599 << u"Server error (599). Please try again later."_qs;
         QTest::newRow("600") << 600 << u"HTTP error: 600"_qs;
         QTest::newRow("499") << 499 << u"HTTP error: 499"_qs;
-        QTest::newRow("404") << 404 << u"HTTP error: 404"_qs;
         QTest::newRow("201") << 201 << u"HTTP error: 201"_qs;
     }
 

@@ -37,10 +37,8 @@ private Q_SLOTS:
         QCOMPARE(names, (QStringList{u"OpenAI"_qs, u"Anthropic"_qs, u"Google Gemini"_qs}));
         QCOMPARE(AIVendors::fromRawValue(u"OpenAI"_qs), std::nullopt);
         QCOMPARE(AIVendors::fromRawValue(u" openai"_qs), std::nullopt);
-    }
 
-    void defaultsAreNotTheFirstModels()
-    {
+        // The default models are not the first of the lists.
         const VendorConfig openai = AIVendors::defaultConfig(AIVendor::openai);
         QCOMPARE(openai.selectedModel, u"gpt-4o-mini"_qs);
         QCOMPARE(AIVendors::availableModels(AIVendor::openai).indexOf(openai.selectedModel), 1);
@@ -91,7 +89,6 @@ private Q_SLOTS:
         QCOMPARE(object.value(u"vendor"_qs).toString(), u"anthropic"_qs);
         const std::optional<VendorConfig> decoded = VendorConfig::decode(config.encode());
         QVERIFY(decoded.has_value());
-        QCOMPARE(decoded->selectedModel, u"claude-x"_qs);
         QVERIFY(*decoded == config);
 
         const QList<QByteArray> broken{

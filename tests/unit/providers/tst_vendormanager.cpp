@@ -55,13 +55,6 @@ private:
         QVERIFY(KeychainService::shared().storeAPIKey(key, vendor));
     }
 
-    // Stores the configuration as a successful validation would, so that a
-    // manager built afterwards talks to the local provider.
-    void storeFakeConfig(AIVendor vendor)
-    {
-        store().setData(configKey(vendor), fakeConfig(vendor).encode());
-    }
-
 private Q_SLOTS:
     void initTestCase()
     {
@@ -285,19 +278,17 @@ private Q_SLOTS:
         QVERIFY(!store().contains(configKey(AIVendor::openai)));
     }
 
+    // No default, then a default chosen in memory whose key is missing.
     void sendingWithoutAUsableProviderFailsLocally()
     {
         VendorManager manager;
         QCOMPARE(manager.defaultVendor(), std::nullopt);
-        auto outcome = await(manager.sendMessage(QStringLiteral("Hello")));
-        QVERIFY2(outcome.error, qPrintable(outcome.said()));
-        QCOMPARE(*outcome.error, APIError::invalidResponse());
-
-        // A default chosen in memory whose key is missing.
-        manager.setDefaultVendor(AIVendor::anthropic);
-        outcome = await(manager.sendMessage(QStringLiteral("Hello")));
-        QVERIFY2(outcome.error, qPrintable(outcome.said()));
-        QCOMPARE(*outcome.error, APIError::invalidResponse());
+        for (const auto vendor : {std::optional<AIVendor>(), std::optional(AIVendor::anthropic)}) {
+            manager.setDefaultVendor(vendor);
+            const auto outcome = await(manager.sendMessage(QStringLiteral("Hello")));
+            QVERIFY2(outcome.error, qPrintable(outcome.said()));
+            QCOMPARE(*outcome.error, APIError::invalidResponse());
+        }
         QVERIFY(m_fake.requests().isEmpty());
     }
 
@@ -305,7 +296,8 @@ private Q_SLOTS:
     {
         storeKey(AIVendor::openai);
         storeKey(AIVendor::anthropic);
-        storeFakeConfig(AIVendor::anthropic);
+        // Stored as a successful validation would, so the manager talks to the stand-in.
+        store().setData(configKey(AIVendor::anthropic), fakeConfig(AIVendor::anthropic).encode());
         VendorManager manager;
         manager.setDefaultVendor(AIVendor::anthropic);
         BaseInstructionsService &base = BaseInstructionsService::shared();

@@ -85,83 +85,74 @@ private Q_SLOTS:
         QVERIFY(!KeyEvent::keyFromName(QStringLiteral("Return")));
     }
 
-    void keyForCharacterTakesTheFirstMatch_data()
-    {
-        QTest::addColumn<QString>("character");
-        QTest::addColumn<QString>("key");
-        QTest::addRow("digit") << "0" << u"zero"_qs;
-        QTest::addRow("period") << "." << u"period"_qs;
-        QTest::addRow("minus") << "-" << u"minus"_qs;
-        QTest::addRow("equal") << "=" << u"equal"_qs;
-        QTest::addRow("comma") << "," << u"comma"_qs;
-        QTest::addRow("line feed") << "\n" << u"keypadEnter"_qs;
-        QTest::addRow("F5") << "F5" << u"f5"_qs;
-        QTest::addRow("f5") << "f5" << u"f5"_qs;
-        QTest::addRow("upper A") << "A" << u"a"_qs;
-        QTest::addRow("star") << "*" << u"keypadMultiply"_qs;
-        QTest::addRow("yen") << QStringLiteral("¥") << "jisYen";
-        QTest::addRow("exclamation") << "!" << u""_qs;
-        QTest::addRow("accented") << QStringLiteral("é") << "";
-        QTest::addRow("emoji") << QStringLiteral("🙂") << "";
-        QTest::addRow("empty") << "" << u""_qs;
-    }
-
+    // Case does not matter; the first key with the character wins.
     void keyForCharacterTakesTheFirstMatch()
     {
-        QFETCH(QString, character);
-        QFETCH(QString, key);
-        const auto found = KeyEvent::keyForCharacter(character);
-        if (key.isEmpty()) {
-            QVERIFY(!found);
-        } else {
-            QVERIFY(found);
-            QCOMPARE(KeyEvent::name(*found), key);
+        const QList<std::pair<QString, QString>> rows{{u"0"_qs, u"zero"_qs},
+                                                      {u"."_qs, u"period"_qs},
+                                                      {u"-"_qs, u"minus"_qs},
+                                                      {u"="_qs, u"equal"_qs},
+                                                      {u","_qs, u"comma"_qs},
+                                                      {u"\n"_qs, u"keypadEnter"_qs},
+                                                      {u"F5"_qs, u"f5"_qs},
+                                                      {u"f5"_qs, u"f5"_qs},
+                                                      {u"A"_qs, u"a"_qs},
+                                                      {u"*"_qs, u"keypadMultiply"_qs},
+                                                      {u"¥"_qs, u"jisYen"_qs},
+                                                      {u"!"_qs, {}},
+                                                      {u"é"_qs, {}},
+                                                      {u"🙂"_qs, {}},
+                                                      {{}, {}}};
+        for (const auto &[character, key] : rows) {
+            const auto found = KeyEvent::keyForCharacter(character);
+            QCOMPARE(found ? KeyEvent::name(*found) : QString(), key);
         }
     }
 
-    void flagsAreTheUnionOfModifiers_data()
+    // The flags are the union of the modifiers; the posted chord holds the
+    // X key of each once, and none for those X has no key for.
+    void modifiersMakeFlagsAndChord_data()
     {
         QTest::addColumn<QList<Modifier>>("modifiers");
         QTest::addColumn<quint64>("flags");
-        QTest::addRow("none") << QList<Modifier>{} << quint64(0);
-        QTest::addRow("command") << QList<Modifier>{Modifier::command} << quint64(0x100000);
-        QTest::addRow("command twice")
-            << QList<Modifier>{Modifier::command, Modifier::command} << quint64(0x100000);
+        QTest::addColumn<QList<quint32>>("chord");
+        using namespace platform::Keysym;
+        QTest::addRow("none") << QList<Modifier>{} << quint64(0) << QList<quint32>{};
+        QTest::addRow("command twice") << QList<Modifier>{Modifier::command, Modifier::command}
+                                       << quint64(0x100000) << QList<quint32>{superL};
         QTest::addRow("control option shift")
             << QList<Modifier>{Modifier::control, Modifier::option, Modifier::shift}
-            << quint64(0x40000 | 0x80000 | 0x20000);
+            << quint64(0x40000 | 0x80000 | 0x20000) << QList<quint32>{controlL, altL, shiftL};
         QTest::addRow("all") << QList<Modifier>{Modifier::capsLock, Modifier::command,
                                                 Modifier::control,  Modifier::function,
                                                 Modifier::help,     Modifier::numPad,
                                                 Modifier::option,   Modifier::shift}
-                             << quint64(0xFF0000);
+                             << quint64(0xFF0000) << QList<quint32>{superL, controlL, altL, shiftL};
     }
 
-    void flagsAreTheUnionOfModifiers()
+    void modifiersMakeFlagsAndChord()
     {
         QFETCH(QList<Modifier>, modifiers);
         QFETCH(quint64, flags);
+        QFETCH(QList<quint32>, chord);
         QCOMPARE(KeyEvent(Key::c, modifiers).flags(), flags);
+        QCOMPARE(KeyEventSender::chordFor(KeyEvent{Key::c, modifiers}),
+                 (platform::KeyChord{chord, 'c'}));
     }
 
-    void chordHoldsEachModifierKeyOnce()
+    // One event per character, shifted for upper case; one character
+    // without a key fails the whole text.
+    void textBecomesOneEventPerCharacter()
     {
-        const auto chord = KeyEventSender::chordFor(KeyEvent{
-            Key::c, {Modifier::command, Modifier::command, Modifier::function, Modifier::shift}});
-        QCOMPARE(chord.key, quint32('c'));
-        QCOMPARE(chord.modifiers,
-                 (QList<quint32>{platform::Keysym::superL, platform::Keysym::shiftL}));
-    }
-
-    void stringBecomesOneEventPerCharacter()
-    {
-        const auto result = KeyEventSender::eventsFor(QStringLiteral("Ab1"));
-        const auto *events = std::get_if<QList<KeyEvent>>(&result);
-        QVERIFY(events);
-        QCOMPARE(*events,
+        QCOMPARE(std::get<QList<KeyEvent>>(KeyEventSender::eventsFor(QStringLiteral("Ab1"))),
                  (QList<KeyEvent>{{Key::a, {Modifier::shift}}, {Key::b, {}}, {Key::one, {}}}));
-        const auto empty = KeyEventSender::eventsFor(QString());
-        QVERIFY(std::get<QList<KeyEvent>>(empty).isEmpty());
+        QVERIFY(std::get<QList<KeyEvent>>(KeyEventSender::eventsFor(QString())).isEmpty());
+        for (const QString &text : {u"hi!"_qs, u"café"_qs, u"a🙂"_qs}) {
+            const auto result = KeyEventSender::eventsFor(text);
+            QVERIFY2(std::holds_alternative<KeyEventSenderError>(result), qPrintable(text));
+            QCOMPARE(std::get<KeyEventSenderError>(result).message,
+                     QStringLiteral("Invalid character. Cannot create key event."));
+        }
     }
 
     // Every keystroke is posted, in order, one chord each; one the keyboard
@@ -179,61 +170,33 @@ private Q_SLOTS:
                  (QList<platform::KeyChord>{{{platform::Keysym::shiftL}, 'a'}, {{}, 'c'}}));
     }
 
-    void stringWithoutKeysFails_data()
-    {
-        QTest::addColumn<QString>("text");
-        QTest::addRow("exclamation") << "hi!";
-        QTest::addRow("accent") << QStringLiteral("café");
-        QTest::addRow("emoji") << QStringLiteral("a🙂");
-    }
-
-    void stringWithoutKeysFails()
-    {
-        QFETCH(QString, text);
-        const auto result = KeyEventSender::eventsFor(text);
-        const auto *error = std::get_if<KeyEventSenderError>(&result);
-        QVERIFY(error);
-        QCOMPARE(error->message, QStringLiteral("Invalid character. Cannot create key event."));
-    }
-
     void jsonRoundTrip()
     {
         const KeyEvent copy{Key::c, {Modifier::command}};
-        const QByteArray json = QJsonDocument(copy.toJson()).toJson(QJsonDocument::Compact);
-        QCOMPARE(
-            QJsonDocument::fromJson(json).object(),
-            QJsonDocument::fromJson(R"({"key":{"c":{}},"modifiers":[{"command":{}}]})").object());
-        QCOMPARE(KeyEvent::fromJson(copy.toJson()), std::optional<KeyEvent>(copy));
+        const auto json =
+            QJsonDocument::fromJson(R"({"key":{"c":{}},"modifiers":[{"command":{}}]})");
+        QCOMPARE(copy.toJson(), json.object());
         const KeyEvent bracket{Key::leftBracket, {Modifier::option, Modifier::shift}};
         QCOMPARE(KeyEvent::fromJson(bracket.toJson()), std::optional<KeyEvent>(bracket));
+        // A name it does not know beside the one it does is ignored.
+        QCOMPARE(
+            KeyEvent::fromJson(
+                QJsonDocument::fromJson(R"({"key":{"c":{},"extra":{}},"modifiers":[]})").object()),
+            std::optional<KeyEvent>({Key::c, {}}));
     }
 
-    void jsonWithoutExactlyOneKnownMemberFails_data()
-    {
-        QTest::addColumn<QByteArray>("json");
-        QTest::addRow("two keys") << QByteArray(R"({"key":{"c":{},"v":{}},"modifiers":[]})");
-        QTest::addRow("no key") << QByteArray(R"({"key":{},"modifiers":[]})");
-        QTest::addRow("unknown key only") << QByteArray(R"({"key":{"cmd":{}},"modifiers":[]})");
-        QTest::addRow("two modifiers in one")
-            << QByteArray(R"({"key":{"c":{}},"modifiers":[{"command":{},"shift":{}}]})");
-        QTest::addRow("unknown modifier")
-            << QByteArray(R"({"key":{"c":{}},"modifiers":[{"hyper":{}}]})");
-    }
-
+    // Each key and each modifier is an object with exactly one known name.
     void jsonWithoutExactlyOneKnownMemberFails()
     {
-        QFETCH(QByteArray, json);
-        QString error;
-        QVERIFY(!KeyEvent::fromJson(QJsonDocument::fromJson(json).object(), &error));
-        QCOMPARE(error, QStringLiteral("Invalid number of keys found, expected one."));
-    }
-
-    void unknownNamesBesideOneKnownAreIgnored()
-    {
-        const auto event = KeyEvent::fromJson(
-            QJsonDocument::fromJson(R"({"key":{"c":{},"extra":{}},"modifiers":[]})").object());
-        QVERIFY(event);
-        QCOMPARE(event->key, Key::c);
+        for (const char *json :
+             {R"({"key":{"c":{},"v":{}},"modifiers":[]})", R"({"key":{},"modifiers":[]})",
+              R"({"key":{"cmd":{}},"modifiers":[]})",
+              R"({"key":{"c":{}},"modifiers":[{"command":{},"shift":{}}]})",
+              R"({"key":{"c":{}},"modifiers":[{"hyper":{}}]})"}) {
+            QString error;
+            QVERIFY2(!KeyEvent::fromJson(QJsonDocument::fromJson(json).object(), &error), json);
+            QCOMPARE(error, QStringLiteral("Invalid number of keys found, expected one."));
+        }
     }
 };
 

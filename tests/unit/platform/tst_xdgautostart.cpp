@@ -105,29 +105,24 @@ private Q_SLOTS:
         QTRY_COMPARE(readAll(marker), QByteArray("started\n"));
     }
 
-    // The Desktop Entry specification's rules: reserved characters quote
-    // the argument, ", `, $ and \ are escaped inside the quotes, the string
+    // The Desktop Entry format's rules: reserved characters quote the
+    // argument, ", `, $ and \ are escaped inside the quotes, the string
     // escape then doubles each backslash, and % starts a field code. GLib
     // reads some of it leniently and cannot run a path with % (it looks for
     // the program before it expands field codes), so the text is compared.
-    void execFollowsTheSpecification_data()
+    void execFollowsTheDesktopEntryRules()
     {
-        QTest::addColumn<QString>("executable");
-        QTest::addColumn<QString>("exec");
-        QTest::addRow("plain") << "/usr/bin/vellumo" << u"/usr/bin/vellumo"_qs;
-        QTest::addRow("space") << "/opt/my apps/vellumo" << u"\"/opt/my apps/vellumo\""_qs;
-        QTest::addRow("dollar") << "/opt/$x/vellumo" << u"\"/opt/\\\\$x/vellumo\""_qs;
-        QTest::addRow("backslash") << "/opt/a\\b/vellumo" << u"\"/opt/a\\\\\\\\b/vellumo\""_qs;
-        QTest::addRow("percent") << "/opt/100%/vellumo" << u"/opt/100%%/vellumo"_qs;
-        QTest::addRow("percent, quoted")
-            << "/opt/100% sure/vellumo" << u"\"/opt/100%% sure/vellumo\""_qs;
-    }
-
-    void execFollowsTheSpecification()
-    {
-        QFETCH(QString, executable);
-        QFETCH(QString, exec);
-        QCOMPARE(XdgAutostart::execValue(executable), exec);
+        const std::pair<QString, QString> rows[] = {
+            {u"/usr/bin/vellumo"_qs, u"/usr/bin/vellumo"_qs},
+            {u"/opt/my apps/vellumo"_qs, u"\"/opt/my apps/vellumo\""_qs},
+            {u"/opt/$x/vellumo"_qs, u"\"/opt/\\\\$x/vellumo\""_qs},
+            {u"/opt/a\\b/vellumo"_qs, u"\"/opt/a\\\\\\\\b/vellumo\""_qs},
+            {u"/opt/100%/vellumo"_qs, u"/opt/100%%/vellumo"_qs},
+            {u"/opt/100% sure/vellumo"_qs, u"\"/opt/100%% sure/vellumo\""_qs},
+        };
+        for (const auto &[executable, exec] : rows) {
+            QCOMPARE(XdgAutostart::execValue(executable), exec);
+        }
     }
 
     void failuresAreLogged()

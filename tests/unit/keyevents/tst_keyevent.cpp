@@ -17,59 +17,52 @@ class KeyEventTest : public QObject {
 private Q_SLOTS:
     void initTestCase() { TestSupport::requireThrowawayEnvironment(); }
 
-    // By the key's name (the row's tag): its Mac key code, the character
-    // that describes it, and the X keysym it is posted as (X11's and
-    // xkbcommon's; a Latin-1 key's keysym is its code point).
-    void eachKeyHasItsCodeCharacterAndKeysym_data()
-    {
-        QTest::addColumn<int>("code");
-        QTest::addColumn<QString>("character");
-        QTest::addColumn<quint32>("keysym");
-        QTest::addRow("a") << 0 << "a" << quint32('a');
-        QTest::addRow("z") << 6 << "z" << quint32('z');
-        QTest::addRow("c") << 8 << "c" << quint32('c');
-        QTest::addRow("v") << 9 << "v" << quint32('v');
-        QTest::addRow("zero") << 29 << "0" << quint32('0');
-        QTest::addRow("nine") << 25 << "9" << quint32('9');
-        QTest::addRow("slash") << 44 << "/" << quint32('/');
-        QTest::addRow("backslash") << 42 << "\\" << quint32('\\');
-        QTest::addRow("quote") << 39 << "'" << quint32(0x27);
-        QTest::addRow("grave") << 50 << "`" << quint32('`');
-        QTest::addRow("isoSection") << 10 << QStringLiteral("§") << quint32(0xa7);
-        QTest::addRow("keypadClear") << 71 << QStringLiteral("\u2327") << quint32(0xff0b);
-        QTest::addRow("keypadDivide") << 75 << QStringLiteral("\u00F7") << quint32(0xffaf);
-        QTest::addRow("keypadEnter") << 76 << "\n" << quint32(0xff8d);
-        QTest::addRow("keypad7") << 89 << "7" << quint32(0xffb7);
-        QTest::addRow("keypad8") << 91 << "8" << quint32(0xffb8);
-        QTest::addRow("return") << 36 << "\n" << quint32(0xff0d);
-        QTest::addRow("delete") << 51 << QStringLiteral("\u232B") << quint32(0xff08); // backspace
-        QTest::addRow("forwardDelete") << 117 << QStringLiteral("\u2326") << quint32(0xffff);
-        QTest::addRow("escape") << 53 << QStringLiteral("\u238B") << quint32(0xff1b);
-        QTest::addRow("mute") << 74 << QString::fromUcs4(U"\U0010FFEE") << quint32(0x1008ff12);
-        QTest::addRow("volumeUp") << 72 << QString::fromUcs4(U"\U0010FFEE") << quint32(0x1008ff13);
-        QTest::addRow("pageUp") << 116 << QStringLiteral("\u21DE") << quint32(0xff55);
-        QTest::addRow("pageDown") << 121 << QStringLiteral("\u21DF") << quint32(0xff56);
-        QTest::addRow("upArrow") << 126 << QStringLiteral("\u2191") << quint32(0xff52);
-        QTest::addRow("f1") << 122 << "F1" << quint32(0xffbe);
-        QTest::addRow("f13") << 105 << "F13" << quint32(0xffca);
-        QTest::addRow("f17") << 64 << "F17" << quint32(0xffce);
-        QTest::addRow("f20") << 90 << "F20" << quint32(0xffd1);
-        QTest::addRow("jisEisu") << 102 << QStringLiteral("英数") << quint32(0xff30);
-        QTest::addRow("jisKana") << 104 << QStringLiteral("かな") << quint32(0xff27);
-    }
-
+    // By the key's name: its Mac key code, the character that describes it,
+    // and the X keysym it is posted as (X11's and xkbcommon's; a Latin-1
+    // key's keysym is its code point).
     void eachKeyHasItsCodeCharacterAndKeysym()
     {
-        QFETCH(int, code);
-        QFETCH(QString, character);
-        QFETCH(quint32, keysym);
-        const QString name = QString::fromLatin1(QTest::currentDataTag());
-        const auto key = KeyEvent::keyFromName(name);
-        QVERIFY(key);
-        QCOMPARE(int(KeyEvent::keyCode(*key)), code);
-        QCOMPARE(KeyEvent::character(*key), character);
-        QCOMPARE(KeyEvent::name(*key), name);
-        QCOMPARE(KeyEventSender::chordFor(KeyEvent{*key, {}}).key, keysym);
+        const std::tuple<QString, int, QString, quint32> rows[] = {
+            {u"a"_qs, 0, u"a"_qs, 'a'},
+            {u"z"_qs, 6, u"z"_qs, 'z'},
+            {u"c"_qs, 8, u"c"_qs, 'c'},
+            {u"v"_qs, 9, u"v"_qs, 'v'},
+            {u"zero"_qs, 29, u"0"_qs, '0'},
+            {u"nine"_qs, 25, u"9"_qs, '9'},
+            {u"slash"_qs, 44, u"/"_qs, '/'},
+            {u"backslash"_qs, 42, u"\\"_qs, '\\'},
+            {u"quote"_qs, 39, u"'"_qs, 0x27},
+            {u"grave"_qs, 50, u"`"_qs, '`'},
+            {u"isoSection"_qs, 10, u"§"_qs, 0xa7},
+            {u"keypadClear"_qs, 71, u"\u2327"_qs, 0xff0b},
+            {u"keypadDivide"_qs, 75, u"\u00F7"_qs, 0xffaf},
+            {u"keypadEnter"_qs, 76, u"\n"_qs, 0xff8d},
+            {u"keypad7"_qs, 89, u"7"_qs, 0xffb7},
+            {u"keypad8"_qs, 91, u"8"_qs, 0xffb8},
+            {u"return"_qs, 36, u"\n"_qs, 0xff0d},
+            {u"delete"_qs, 51, u"\u232B"_qs, 0xff08}, // backspace
+            {u"forwardDelete"_qs, 117, u"\u2326"_qs, 0xffff},
+            {u"escape"_qs, 53, u"\u238B"_qs, 0xff1b},
+            {u"mute"_qs, 74, QString::fromUcs4(U"\U0010FFEE"), 0x1008ff12},
+            {u"volumeUp"_qs, 72, QString::fromUcs4(U"\U0010FFEE"), 0x1008ff13},
+            {u"pageUp"_qs, 116, u"\u21DE"_qs, 0xff55},
+            {u"pageDown"_qs, 121, u"\u21DF"_qs, 0xff56},
+            {u"upArrow"_qs, 126, u"\u2191"_qs, 0xff52},
+            {u"f1"_qs, 122, u"F1"_qs, 0xffbe},
+            {u"f13"_qs, 105, u"F13"_qs, 0xffca},
+            {u"f17"_qs, 64, u"F17"_qs, 0xffce},
+            {u"f20"_qs, 90, u"F20"_qs, 0xffd1},
+            {u"jisEisu"_qs, 102, u"英数"_qs, 0xff30},
+            {u"jisKana"_qs, 104, u"かな"_qs, 0xff27},
+        };
+        for (const auto &row : rows) {
+            const auto key = KeyEvent::keyFromName(std::get<0>(row));
+            QVERIFY2(key, qPrintable(std::get<0>(row)));
+            QCOMPARE(std::tuple(KeyEvent::name(*key), int(KeyEvent::keyCode(*key)),
+                                KeyEvent::character(*key),
+                                KeyEventSender::chordFor(KeyEvent{*key, {}}).key),
+                     row);
+        }
     }
 
     void everyKeyHasADistinctCodeAndAKeysym()

@@ -15,11 +15,7 @@ private Q_SLOTS:
     void aWholeMustHoldThePartItsElementShows()
     {
         const QString two = QStringLiteral("First paragraph\nSecond paragraph");
-        const struct {
-            QString whole;
-            QString part;
-            bool holds;
-        } rows[] = {
+        const std::tuple<QString, QString, bool> rows[] = {
             {two, u"Second paragraph"_qs, true},
             {two, u"First paragraph\n"_qs, true},
             {u"an older selection"_qs, u"Second paragraph"_qs, false},
@@ -28,8 +24,9 @@ private Q_SLOTS:
             {two, u"\uFFFC\uFFFC"_qs, true},
             {u"one\r\ntwo"_qs, u"one\n"_qs, true}, // line ends of another kind
         };
-        for (const auto &row : rows) {
-            QVERIFY2(containsPart(row.whole, row.part) == row.holds, qPrintable(row.part));
+        for (const auto &[whole, part, holds] : rows) {
+            QCOMPARE(std::tuple(whole, part, containsPart(whole, part)),
+                     std::tuple(whole, part, holds));
         }
     }
 
@@ -39,18 +36,14 @@ private Q_SLOTS:
     void theLengthAnElementReportedIsCountedEitherWay()
     {
         const QString emoji = QStringLiteral("Emoji 😀 here and 👍🏽 there");
-        const struct {
-            QString text;
-            int length;
-            bool matches;
-        } rows[] = {
+        const std::tuple<QString, int, bool> rows[] = {
             {u"here"_qs, 4, true}, {u"here"_qs, 5, false},           {emoji, 25, true},
             {emoji, 22, true},     {emoji, int(emoji.size()), true}, {emoji, 24, false},
             {QString(), 0, true},
         };
-        for (const auto &row : rows) {
-            QVERIFY2(hasReportedLength(row.text, row.length) == row.matches,
-                     qPrintable(QString::number(row.length)));
+        for (const auto &[text, length, matches] : rows) {
+            QCOMPARE(std::tuple(text, length, hasReportedLength(text, length)),
+                     std::tuple(text, length, matches));
         }
     }
 

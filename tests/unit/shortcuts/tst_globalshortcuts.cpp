@@ -90,42 +90,36 @@ private Q_SLOTS:
 
     // With a default, removal is stored as false, so the default does not
     // come back at the next start; without one the entry goes.
-    void removingReleasesTheKeyAcrossRestarts_data()
-    {
-        QTest::addColumn<bool>("withDefault");
-        QTest::newRow("with a default") << true;
-        QTest::newRow("without a default") << false;
-    }
-
     void removingReleasesTheKeyAcrossRestarts()
     {
-        QFETCH(bool, withDefault);
-        const Shortcut shortcut = freshShortcut();
-        const Name name = freshName(withDefault ? std::optional(shortcut) : std::nullopt);
-        if (!withDefault) {
-            setShortcut(shortcut, name);
+        for (const bool withDefault : {true, false}) {
+            const Shortcut shortcut = freshShortcut();
+            const Name name = freshName(withDefault ? std::optional(shortcut) : std::nullopt);
+            if (!withDefault) {
+                setShortcut(shortcut, name);
+            }
+            onKeyDown(name, [] {});
+            QVERIFY(backend().idOf(shortcut) != 0);
+
+            QSignalSpy spy(notifier(), &Notifier::shortcutByNameDidChange);
+            setShortcut(std::nullopt, name);
+            QCOMPARE(spy.size(), 1);
+            QCOMPARE(spy.at(0).at(0).value<Name>().rawValue(), name.rawValue());
+            QCOMPARE(backend().idOf(shortcut), 0);
+
+            // What another process (the next start) reads from the file.
+            DefaultsStore fromDisk(DefaultsStore::standard().filePath());
+            QCOMPARE(fromDisk.boolean(name.storeKey()),
+                     withDefault ? std::optional<bool>(false) : std::nullopt);
+            QCOMPARE(fromDisk.contains(name.storeKey()), withDefault);
+            const Name restarted(name.rawValue(), name.defaultShortcut());
+            QCOMPARE(getShortcut(restarted), std::nullopt);
+            QCOMPARE(DefaultsStore::standard().contains(name.storeKey()), withDefault);
+
+            // Removing what is already removed changes and posts nothing.
+            setShortcut(std::nullopt, restarted);
+            QCOMPARE(spy.size(), 1);
         }
-        onKeyDown(name, [] {});
-        QVERIFY(backend().idOf(shortcut) != 0);
-
-        QSignalSpy spy(notifier(), &Notifier::shortcutByNameDidChange);
-        setShortcut(std::nullopt, name);
-        QCOMPARE(spy.size(), 1);
-        QCOMPARE(spy.at(0).at(0).value<Name>().rawValue(), name.rawValue());
-        QCOMPARE(backend().idOf(shortcut), 0);
-
-        // What another process (the next start) reads from the file.
-        DefaultsStore fromDisk(DefaultsStore::standard().filePath());
-        QCOMPARE(fromDisk.boolean(name.storeKey()),
-                 withDefault ? std::optional<bool>(false) : std::nullopt);
-        QCOMPARE(fromDisk.contains(name.storeKey()), withDefault);
-        const Name restarted(name.rawValue(), name.defaultShortcut());
-        QCOMPARE(getShortcut(restarted), std::nullopt);
-        QCOMPARE(DefaultsStore::standard().contains(name.storeKey()), withDefault);
-
-        // Removing what is already removed changes and posts nothing.
-        setShortcut(std::nullopt, restarted);
-        QCOMPARE(spy.size(), 1);
     }
 
     void settingRegistersStoresAndNotifies()

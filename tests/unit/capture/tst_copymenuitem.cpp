@@ -36,26 +36,23 @@ class CopyMenuItemTest : public QObject {
 private Q_SLOTS:
     void initTestCase() { TestSupport::requireThrowawayEnvironment(); }
 
-    void searchOrderStartsAtEditAndSpreadsOut_data()
-    {
-        QTest::addColumn<int>("menus");
-        QTest::addColumn<int>("edit");
-        QTest::addColumn<QList<int>>("order");
-        QTest::addRow("linux, 6 menus") << 6 << 1 << QList<int>{1, 0, 2, 3, 4, 5};
-        QTest::addRow("linux, 2 menus") << 2 << 1 << QList<int>{1, 0};
-        QTest::addRow("linux, 1 menu") << 1 << 1 << QList<int>{};
-        QTest::addRow("linux, none") << 0 << 1 << QList<int>{};
-        QTest::addRow("index 3, 10 menus") << 10 << 3 << QList<int>{3, 2, 4, 1, 5, 0, 6, 7, 8, 9};
-        QTest::addRow("index 3, 4 menus") << 4 << 3 << QList<int>{3, 2, 1, 0};
-        QTest::addRow("index 3, 3 menus") << 3 << 3 << QList<int>{};
-    }
-
+    // Menus, the Edit menu's index, and the order the menus are searched in:
+    // nothing when the Edit menu is not among them.
     void searchOrderStartsAtEditAndSpreadsOut()
     {
-        QFETCH(int, menus);
-        QFETCH(int, edit);
-        QFETCH(QList<int>, order);
-        QCOMPARE(CopyMenuItem::menuSearchOrder(menus, edit), order);
+        const std::tuple<int, int, QList<int>> rows[] = {
+            {6, 1, {1, 0, 2, 3, 4, 5}},
+            {2, 1, {1, 0}},
+            {1, 1, {}},
+            {0, 1, {}},
+            {10, 3, {3, 2, 4, 1, 5, 0, 6, 7, 8, 9}},
+            {4, 3, {3, 2, 1, 0}},
+            {3, 3, {}},
+        };
+        for (const auto &[menus, edit, order] : rows) {
+            QCOMPARE(std::tuple(menus, edit, CopyMenuItem::menuSearchOrder(menus, edit)),
+                     std::tuple(menus, edit, order));
+        }
     }
 
     // With the toolkits' mnemonics and padding, in either Unicode form; the

@@ -172,6 +172,7 @@ private Q_SLOTS:
         const auto json =
             QJsonDocument::fromJson(R"({"key":{"c":{}},"modifiers":[{"command":{}}]})");
         QCOMPARE(copy.toJson(), json.object());
+        QCOMPARE(KeyEvent::fromJson(json.object()), std::optional<KeyEvent>(copy));
         const KeyEvent bracket{Key::leftBracket, {Modifier::option, Modifier::shift}};
         QCOMPARE(KeyEvent::fromJson(bracket.toJson()), std::optional<KeyEvent>(bracket));
         // A name it does not know beside the one it does is ignored.

@@ -12,55 +12,39 @@ class SelectionRulesTest : public QObject {
 private Q_SLOTS:
     // The focused paragraph's share (or a parent's text with placeholders
     // for paragraphs) must be found in the whole, piece by piece, in order.
-    void aWholeMustHoldThePartItsElementShows_data()
-    {
-        QTest::addColumn<QString>("whole");
-        QTest::addColumn<QString>("part");
-        QTest::addColumn<bool>("holds");
-        const QString two = QStringLiteral("First paragraph\nSecond paragraph");
-        QTest::newRow("the last paragraph's share") << two << "Second paragraph" << true;
-        QTest::newRow("with its break") << two << "First paragraph\n" << true;
-        QTest::newRow("a stale whole") << "an older selection" << u"Second paragraph"_qs << false;
-        QTest::newRow("placeholders around text")
-            << two << QStringLiteral("\uFFFCSecond par") << true;
-        QTest::newRow("pieces out of order") << two << QStringLiteral("Second\uFFFCFirst") << false;
-        QTest::newRow("only placeholders") << two << QStringLiteral("\uFFFC\uFFFC") << true;
-        QTest::newRow("line ends of another kind")
-            << QStringLiteral("one\r\ntwo") << QStringLiteral("one\n") << true;
-    }
-
     void aWholeMustHoldThePartItsElementShows()
     {
-        QFETCH(QString, whole);
-        QFETCH(QString, part);
-        QFETCH(bool, holds);
-        QCOMPARE(containsPart(whole, part), holds);
+        const QString two = QStringLiteral("First paragraph\nSecond paragraph");
+        const std::tuple<QString, QString, bool> rows[] = {
+            {two, u"Second paragraph"_qs, true},
+            {two, u"First paragraph\n"_qs, true},
+            {u"an older selection"_qs, u"Second paragraph"_qs, false},
+            {two, u"\uFFFCSecond par"_qs, true},
+            {two, u"Second\uFFFCFirst"_qs, false}, // out of order
+            {two, u"\uFFFC\uFFFC"_qs, true},
+            {u"one\r\ntwo"_qs, u"one\n"_qs, true}, // line ends of another kind
+        };
+        for (const auto &[whole, part, holds] : rows) {
+            QCOMPARE(std::tuple(whole, part, containsPart(whole, part)),
+                     std::tuple(whole, part, holds));
+        }
     }
 
     // A toolkit that miscounts its offsets after astral characters still
     // reports a length: in characters, in UTF-16 units, or one short for
     // each astral character.
-    void theLengthAnElementReportedIsCountedEitherWay_data()
-    {
-        QTest::addColumn<QString>("text");
-        QTest::addColumn<int>("length");
-        QTest::addColumn<bool>("matches");
-        QTest::newRow("plain") << "here" << 4 << true;
-        QTest::newRow("plain, wrong") << "here" << 5 << false;
-        const QString emoji = QStringLiteral("Emoji 😀 here and 👍🏽 there");
-        QTest::newRow("in characters") << emoji << 25 << true;
-        QTest::newRow("without the astral ones") << emoji << 22 << true;
-        QTest::newRow("in UTF-16 units") << emoji << int(emoji.size()) << true;
-        QTest::newRow("none of them") << emoji << 24 << false;
-        QTest::newRow("empty") << QString() << 0 << true;
-    }
-
     void theLengthAnElementReportedIsCountedEitherWay()
     {
-        QFETCH(QString, text);
-        QFETCH(int, length);
-        QFETCH(bool, matches);
-        QCOMPARE(hasReportedLength(text, length), matches);
+        const QString emoji = QStringLiteral("Emoji 😀 here and 👍🏽 there");
+        const std::tuple<QString, int, bool> rows[] = {
+            {u"here"_qs, 4, true}, {u"here"_qs, 5, false},           {emoji, 25, true},
+            {emoji, 22, true},     {emoji, int(emoji.size()), true}, {emoji, 24, false},
+            {QString(), 0, true},
+        };
+        for (const auto &[text, length, matches] : rows) {
+            QCOMPARE(std::tuple(text, length, hasReportedLength(text, length)),
+                     std::tuple(text, length, matches));
+        }
     }
 
     void placeholdersAndNulsAreNoText()

@@ -17,59 +17,52 @@ class KeyEventTest : public QObject {
 private Q_SLOTS:
     void initTestCase() { TestSupport::requireThrowawayEnvironment(); }
 
-    // By the key's name (the row's tag): its Mac key code, the character
-    // that describes it, and the X keysym it is posted as (X11's and
-    // xkbcommon's; a Latin-1 key's keysym is its code point).
-    void eachKeyHasItsCodeCharacterAndKeysym_data()
-    {
-        QTest::addColumn<int>("code");
-        QTest::addColumn<QString>("character");
-        QTest::addColumn<quint32>("keysym");
-        QTest::addRow("a") << 0 << "a" << quint32('a');
-        QTest::addRow("z") << 6 << "z" << quint32('z');
-        QTest::addRow("c") << 8 << "c" << quint32('c');
-        QTest::addRow("v") << 9 << "v" << quint32('v');
-        QTest::addRow("zero") << 29 << "0" << quint32('0');
-        QTest::addRow("nine") << 25 << "9" << quint32('9');
-        QTest::addRow("slash") << 44 << "/" << quint32('/');
-        QTest::addRow("backslash") << 42 << "\\" << quint32('\\');
-        QTest::addRow("quote") << 39 << "'" << quint32(0x27);
-        QTest::addRow("grave") << 50 << "`" << quint32('`');
-        QTest::addRow("isoSection") << 10 << QStringLiteral("§") << quint32(0xa7);
-        QTest::addRow("keypadClear") << 71 << QStringLiteral("\u2327") << quint32(0xff0b);
-        QTest::addRow("keypadDivide") << 75 << QStringLiteral("\u00F7") << quint32(0xffaf);
-        QTest::addRow("keypadEnter") << 76 << "\n" << quint32(0xff8d);
-        QTest::addRow("keypad7") << 89 << "7" << quint32(0xffb7);
-        QTest::addRow("keypad8") << 91 << "8" << quint32(0xffb8);
-        QTest::addRow("return") << 36 << "\n" << quint32(0xff0d);
-        QTest::addRow("delete") << 51 << QStringLiteral("\u232B") << quint32(0xff08); // backspace
-        QTest::addRow("forwardDelete") << 117 << QStringLiteral("\u2326") << quint32(0xffff);
-        QTest::addRow("escape") << 53 << QStringLiteral("\u238B") << quint32(0xff1b);
-        QTest::addRow("mute") << 74 << QString::fromUcs4(U"\U0010FFEE") << quint32(0x1008ff12);
-        QTest::addRow("volumeUp") << 72 << QString::fromUcs4(U"\U0010FFEE") << quint32(0x1008ff13);
-        QTest::addRow("pageUp") << 116 << QStringLiteral("\u21DE") << quint32(0xff55);
-        QTest::addRow("pageDown") << 121 << QStringLiteral("\u21DF") << quint32(0xff56);
-        QTest::addRow("upArrow") << 126 << QStringLiteral("\u2191") << quint32(0xff52);
-        QTest::addRow("f1") << 122 << "F1" << quint32(0xffbe);
-        QTest::addRow("f13") << 105 << "F13" << quint32(0xffca);
-        QTest::addRow("f17") << 64 << "F17" << quint32(0xffce);
-        QTest::addRow("f20") << 90 << "F20" << quint32(0xffd1);
-        QTest::addRow("jisEisu") << 102 << QStringLiteral("英数") << quint32(0xff30);
-        QTest::addRow("jisKana") << 104 << QStringLiteral("かな") << quint32(0xff27);
-    }
-
+    // By the key's name: its Mac key code, the character that describes it,
+    // and the X keysym it is posted as (X11's and xkbcommon's; a Latin-1
+    // key's keysym is its code point).
     void eachKeyHasItsCodeCharacterAndKeysym()
     {
-        QFETCH(int, code);
-        QFETCH(QString, character);
-        QFETCH(quint32, keysym);
-        const QString name = QString::fromLatin1(QTest::currentDataTag());
-        const auto key = KeyEvent::keyFromName(name);
-        QVERIFY(key);
-        QCOMPARE(int(KeyEvent::keyCode(*key)), code);
-        QCOMPARE(KeyEvent::character(*key), character);
-        QCOMPARE(KeyEvent::name(*key), name);
-        QCOMPARE(KeyEventSender::chordFor(KeyEvent{*key, {}}).key, keysym);
+        const std::tuple<QString, int, QString, quint32> rows[] = {
+            {u"a"_qs, 0, u"a"_qs, 'a'},
+            {u"z"_qs, 6, u"z"_qs, 'z'},
+            {u"c"_qs, 8, u"c"_qs, 'c'},
+            {u"v"_qs, 9, u"v"_qs, 'v'},
+            {u"zero"_qs, 29, u"0"_qs, '0'},
+            {u"nine"_qs, 25, u"9"_qs, '9'},
+            {u"slash"_qs, 44, u"/"_qs, '/'},
+            {u"backslash"_qs, 42, u"\\"_qs, '\\'},
+            {u"quote"_qs, 39, u"'"_qs, 0x27},
+            {u"grave"_qs, 50, u"`"_qs, '`'},
+            {u"isoSection"_qs, 10, u"§"_qs, 0xa7},
+            {u"keypadClear"_qs, 71, u"\u2327"_qs, 0xff0b},
+            {u"keypadDivide"_qs, 75, u"\u00F7"_qs, 0xffaf},
+            {u"keypadEnter"_qs, 76, u"\n"_qs, 0xff8d},
+            {u"keypad7"_qs, 89, u"7"_qs, 0xffb7},
+            {u"keypad8"_qs, 91, u"8"_qs, 0xffb8},
+            {u"return"_qs, 36, u"\n"_qs, 0xff0d},
+            {u"delete"_qs, 51, u"\u232B"_qs, 0xff08}, // backspace
+            {u"forwardDelete"_qs, 117, u"\u2326"_qs, 0xffff},
+            {u"escape"_qs, 53, u"\u238B"_qs, 0xff1b},
+            {u"mute"_qs, 74, QString::fromUcs4(U"\U0010FFEE"), 0x1008ff12},
+            {u"volumeUp"_qs, 72, QString::fromUcs4(U"\U0010FFEE"), 0x1008ff13},
+            {u"pageUp"_qs, 116, u"\u21DE"_qs, 0xff55},
+            {u"pageDown"_qs, 121, u"\u21DF"_qs, 0xff56},
+            {u"upArrow"_qs, 126, u"\u2191"_qs, 0xff52},
+            {u"f1"_qs, 122, u"F1"_qs, 0xffbe},
+            {u"f13"_qs, 105, u"F13"_qs, 0xffca},
+            {u"f17"_qs, 64, u"F17"_qs, 0xffce},
+            {u"f20"_qs, 90, u"F20"_qs, 0xffd1},
+            {u"jisEisu"_qs, 102, u"英数"_qs, 0xff30},
+            {u"jisKana"_qs, 104, u"かな"_qs, 0xff27},
+        };
+        for (const auto &row : rows) {
+            const auto key = KeyEvent::keyFromName(std::get<0>(row));
+            QVERIFY2(key, qPrintable(std::get<0>(row)));
+            QCOMPARE(std::tuple(KeyEvent::name(*key), int(KeyEvent::keyCode(*key)),
+                                KeyEvent::character(*key),
+                                KeyEventSender::chordFor(KeyEvent{*key, {}}).key),
+                     row);
+        }
     }
 
     void everyKeyHasADistinctCodeAndAKeysym()
@@ -85,83 +78,77 @@ private Q_SLOTS:
         QVERIFY(!KeyEvent::keyFromName(QStringLiteral("Return")));
     }
 
-    void keyForCharacterTakesTheFirstMatch_data()
-    {
-        QTest::addColumn<QString>("character");
-        QTest::addColumn<QString>("key");
-        QTest::addRow("digit") << "0" << u"zero"_qs;
-        QTest::addRow("period") << "." << u"period"_qs;
-        QTest::addRow("minus") << "-" << u"minus"_qs;
-        QTest::addRow("equal") << "=" << u"equal"_qs;
-        QTest::addRow("comma") << "," << u"comma"_qs;
-        QTest::addRow("line feed") << "\n" << u"keypadEnter"_qs;
-        QTest::addRow("F5") << "F5" << u"f5"_qs;
-        QTest::addRow("f5") << "f5" << u"f5"_qs;
-        QTest::addRow("upper A") << "A" << u"a"_qs;
-        QTest::addRow("star") << "*" << u"keypadMultiply"_qs;
-        QTest::addRow("yen") << QStringLiteral("¥") << "jisYen";
-        QTest::addRow("exclamation") << "!" << u""_qs;
-        QTest::addRow("accented") << QStringLiteral("é") << "";
-        QTest::addRow("emoji") << QStringLiteral("🙂") << "";
-        QTest::addRow("empty") << "" << u""_qs;
-    }
-
+    // Case does not matter; the first key with the character wins.
     void keyForCharacterTakesTheFirstMatch()
     {
-        QFETCH(QString, character);
-        QFETCH(QString, key);
-        const auto found = KeyEvent::keyForCharacter(character);
-        if (key.isEmpty()) {
-            QVERIFY(!found);
-        } else {
-            QVERIFY(found);
-            QCOMPARE(KeyEvent::name(*found), key);
+        const std::pair<QString, QString> rows[] = {
+            {u"0"_qs, u"zero"_qs},
+            {u"."_qs, u"period"_qs},
+            {u"-"_qs, u"minus"_qs},
+            {u"="_qs, u"equal"_qs},
+            {u","_qs, u"comma"_qs},
+            {u"\n"_qs, u"keypadEnter"_qs},
+            {u"F5"_qs, u"f5"_qs},
+            {u"f5"_qs, u"f5"_qs},
+            {u"A"_qs, u"a"_qs},
+            {u"*"_qs, u"keypadMultiply"_qs},
+            {u"¥"_qs, u"jisYen"_qs},
+            {u"!"_qs, {}},
+            {u"é"_qs, {}},
+            {u"🙂"_qs, {}},
+            {{}, {}},
+        };
+        for (const auto &[character, key] : rows) {
+            const auto found = KeyEvent::keyForCharacter(character);
+            QCOMPARE(std::pair(character, found ? KeyEvent::name(*found) : QString()),
+                     std::pair(character, key));
         }
     }
 
-    void flagsAreTheUnionOfModifiers_data()
+    // The flags are the union of the modifiers; the posted chord holds the
+    // X key of each once, and none for those X has no key for.
+    void modifiersMakeFlagsAndChord_data()
     {
         QTest::addColumn<QList<Modifier>>("modifiers");
         QTest::addColumn<quint64>("flags");
-        QTest::addRow("none") << QList<Modifier>{} << quint64(0);
-        QTest::addRow("command") << QList<Modifier>{Modifier::command} << quint64(0x100000);
-        QTest::addRow("command twice")
-            << QList<Modifier>{Modifier::command, Modifier::command} << quint64(0x100000);
+        QTest::addColumn<QList<quint32>>("chord");
+        using namespace platform::Keysym;
+        QTest::addRow("none") << QList<Modifier>{} << quint64(0) << QList<quint32>{};
+        QTest::addRow("command twice") << QList<Modifier>{Modifier::command, Modifier::command}
+                                       << quint64(0x100000) << QList<quint32>{superL};
         QTest::addRow("control option shift")
             << QList<Modifier>{Modifier::control, Modifier::option, Modifier::shift}
-            << quint64(0x40000 | 0x80000 | 0x20000);
+            << quint64(0x40000 | 0x80000 | 0x20000) << QList<quint32>{controlL, altL, shiftL};
         QTest::addRow("all") << QList<Modifier>{Modifier::capsLock, Modifier::command,
                                                 Modifier::control,  Modifier::function,
                                                 Modifier::help,     Modifier::numPad,
                                                 Modifier::option,   Modifier::shift}
-                             << quint64(0xFF0000);
+                             << quint64(0xFF0000) << QList<quint32>{superL, controlL, altL, shiftL};
     }
 
-    void flagsAreTheUnionOfModifiers()
+    void modifiersMakeFlagsAndChord()
     {
         QFETCH(QList<Modifier>, modifiers);
         QFETCH(quint64, flags);
+        QFETCH(QList<quint32>, chord);
         QCOMPARE(KeyEvent(Key::c, modifiers).flags(), flags);
+        QCOMPARE(KeyEventSender::chordFor(KeyEvent{Key::c, modifiers}),
+                 (platform::KeyChord{chord, 'c'}));
     }
 
-    void chordHoldsEachModifierKeyOnce()
+    // One event per character, shifted for upper case; one character
+    // without a key fails the whole text.
+    void textBecomesOneEventPerCharacter()
     {
-        const auto chord = KeyEventSender::chordFor(KeyEvent{
-            Key::c, {Modifier::command, Modifier::command, Modifier::function, Modifier::shift}});
-        QCOMPARE(chord.key, quint32('c'));
-        QCOMPARE(chord.modifiers,
-                 (QList<quint32>{platform::Keysym::superL, platform::Keysym::shiftL}));
-    }
-
-    void stringBecomesOneEventPerCharacter()
-    {
-        const auto result = KeyEventSender::eventsFor(QStringLiteral("Ab1"));
-        const auto *events = std::get_if<QList<KeyEvent>>(&result);
-        QVERIFY(events);
-        QCOMPARE(*events,
+        QCOMPARE(std::get<QList<KeyEvent>>(KeyEventSender::eventsFor(QStringLiteral("Ab1"))),
                  (QList<KeyEvent>{{Key::a, {Modifier::shift}}, {Key::b, {}}, {Key::one, {}}}));
-        const auto empty = KeyEventSender::eventsFor(QString());
-        QVERIFY(std::get<QList<KeyEvent>>(empty).isEmpty());
+        QVERIFY(std::get<QList<KeyEvent>>(KeyEventSender::eventsFor(QString())).isEmpty());
+        for (const QString &text : {u"hi!"_qs, u"café"_qs, u"a🙂"_qs}) {
+            const auto result = KeyEventSender::eventsFor(text);
+            QVERIFY2(std::holds_alternative<KeyEventSenderError>(result), qPrintable(text));
+            QCOMPARE(std::get<KeyEventSenderError>(result).message,
+                     QStringLiteral("Invalid character. Cannot create key event."));
+        }
     }
 
     // Every keystroke is posted, in order, one chord each; one the keyboard
@@ -179,61 +166,34 @@ private Q_SLOTS:
                  (QList<platform::KeyChord>{{{platform::Keysym::shiftL}, 'a'}, {{}, 'c'}}));
     }
 
-    void stringWithoutKeysFails_data()
-    {
-        QTest::addColumn<QString>("text");
-        QTest::addRow("exclamation") << "hi!";
-        QTest::addRow("accent") << QStringLiteral("café");
-        QTest::addRow("emoji") << QStringLiteral("a🙂");
-    }
-
-    void stringWithoutKeysFails()
-    {
-        QFETCH(QString, text);
-        const auto result = KeyEventSender::eventsFor(text);
-        const auto *error = std::get_if<KeyEventSenderError>(&result);
-        QVERIFY(error);
-        QCOMPARE(error->message, QStringLiteral("Invalid character. Cannot create key event."));
-    }
-
     void jsonRoundTrip()
     {
         const KeyEvent copy{Key::c, {Modifier::command}};
-        const QByteArray json = QJsonDocument(copy.toJson()).toJson(QJsonDocument::Compact);
-        QCOMPARE(
-            QJsonDocument::fromJson(json).object(),
-            QJsonDocument::fromJson(R"({"key":{"c":{}},"modifiers":[{"command":{}}]})").object());
-        QCOMPARE(KeyEvent::fromJson(copy.toJson()), std::optional<KeyEvent>(copy));
+        const auto json =
+            QJsonDocument::fromJson(R"({"key":{"c":{}},"modifiers":[{"command":{}}]})");
+        QCOMPARE(copy.toJson(), json.object());
+        QCOMPARE(KeyEvent::fromJson(json.object()), std::optional<KeyEvent>(copy));
         const KeyEvent bracket{Key::leftBracket, {Modifier::option, Modifier::shift}};
         QCOMPARE(KeyEvent::fromJson(bracket.toJson()), std::optional<KeyEvent>(bracket));
+        // A name it does not know beside the one it does is ignored.
+        QCOMPARE(
+            KeyEvent::fromJson(
+                QJsonDocument::fromJson(R"({"key":{"c":{},"extra":{}},"modifiers":[]})").object()),
+            std::optional<KeyEvent>({Key::c, {}}));
     }
 
-    void jsonWithoutExactlyOneKnownMemberFails_data()
-    {
-        QTest::addColumn<QByteArray>("json");
-        QTest::addRow("two keys") << QByteArray(R"({"key":{"c":{},"v":{}},"modifiers":[]})");
-        QTest::addRow("no key") << QByteArray(R"({"key":{},"modifiers":[]})");
-        QTest::addRow("unknown key only") << QByteArray(R"({"key":{"cmd":{}},"modifiers":[]})");
-        QTest::addRow("two modifiers in one")
-            << QByteArray(R"({"key":{"c":{}},"modifiers":[{"command":{},"shift":{}}]})");
-        QTest::addRow("unknown modifier")
-            << QByteArray(R"({"key":{"c":{}},"modifiers":[{"hyper":{}}]})");
-    }
-
+    // Each key and each modifier is an object with exactly one known name.
     void jsonWithoutExactlyOneKnownMemberFails()
     {
-        QFETCH(QByteArray, json);
-        QString error;
-        QVERIFY(!KeyEvent::fromJson(QJsonDocument::fromJson(json).object(), &error));
-        QCOMPARE(error, QStringLiteral("Invalid number of keys found, expected one."));
-    }
-
-    void unknownNamesBesideOneKnownAreIgnored()
-    {
-        const auto event = KeyEvent::fromJson(
-            QJsonDocument::fromJson(R"({"key":{"c":{},"extra":{}},"modifiers":[]})").object());
-        QVERIFY(event);
-        QCOMPARE(event->key, Key::c);
+        for (const char *json :
+             {R"({"key":{"c":{},"v":{}},"modifiers":[]})", R"({"key":{},"modifiers":[]})",
+              R"({"key":{"cmd":{}},"modifiers":[]})",
+              R"({"key":{"c":{}},"modifiers":[{"command":{},"shift":{}}]})",
+              R"({"key":{"c":{}},"modifiers":[{"hyper":{}}]})"}) {
+            QString error;
+            QVERIFY2(!KeyEvent::fromJson(QJsonDocument::fromJson(json).object(), &error), json);
+            QCOMPARE(error, QStringLiteral("Invalid number of keys found, expected one."));
+        }
     }
 };
 

@@ -29,6 +29,18 @@ QByteArray readAll(const QString &path)
     return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
 }
 
+bool write(const QString &path, const QByteArray &text, QIODevice::OpenMode mode)
+{
+    QFile file(path);
+    return file.open(mode) && file.write(text) == text.size();
+}
+
+bool writeProgram(const QString &path, const QByteArray &text)
+{
+    return write(path, text, QIODevice::WriteOnly) &&
+           QFile::setPermissions(path, QFile::permissions(path) | QFile::ExeOwner);
+}
+
 } // namespace
 
 class XdgAutostartTest : public QObject {
@@ -71,26 +83,6 @@ private Q_SLOTS:
         QVERIFY(loginItemLog.isEmpty());
     }
 
-    // What the desktop's own settings write to turn an entry off.
-    void desktopSettingsTurnItOff_data()
-    {
-        QTest::addColumn<QByteArray>("line");
-        QTest::addRow("hidden") << QByteArray("Hidden=true");
-        QTest::addRow("GNOME") << QByteArray("X-GNOME-Autostart-enabled=false");
-    }
-
-    void desktopSettingsTurnItOff()
-    {
-        QFETCH(QByteArray, line);
-        const XdgAutostart item(QStringLiteral("/usr/bin/vellumo"));
-        QVERIFY(item.setEnabled(true));
-        QFile entry(XdgAutostart::entryPath());
-        QVERIFY(entry.open(QIODevice::Append));
-        entry.write(line + '\n');
-        entry.close();
-        QVERIFY(!item.isEnabled());
-    }
-
     // GLib's launcher, as the session starts autostart entries, runs the
     // program however odd its folder's name.
     void execStartsTheProgramItNames()
@@ -99,11 +91,7 @@ private Q_SLOTS:
         const QString folder = root.filePath(QStringLiteral("odd $HOME `id` \"x\\y 'z'"));
         QVERIFY(QDir().mkpath(folder));
         const QString program = folder + QStringLiteral("/stand in");
-        QFile script(program);
-        QVERIFY(script.open(QIODevice::WriteOnly));
-        script.write("#!/bin/sh\necho started > \"$VELLUMO_TEST_MARKER\"\n");
-        script.close();
-        QVERIFY(script.setPermissions(script.permissions() | QFile::ExeOwner));
+        QVERIFY(writeProgram(program, "#!/bin/sh\necho started > \"$VELLUMO_TEST_MARKER\"\n"));
 
         QVERIFY(XdgAutostart(program).setEnabled(true));
         const QString marker = root.filePath(QStringLiteral("marker"));
@@ -117,37 +105,30 @@ private Q_SLOTS:
         QTRY_COMPARE(readAll(marker), QByteArray("started\n"));
     }
 
-    // The Desktop Entry specification's rules: reserved characters quote
-    // the argument, ", `, $ and \ are escaped inside the quotes, the string
+    // The Desktop Entry format's rules: reserved characters quote the
+    // argument, ", `, $ and \ are escaped inside the quotes, the string
     // escape then doubles each backslash, and % starts a field code. GLib
     // reads some of it leniently and cannot run a path with % (it looks for
     // the program before it expands field codes), so the text is compared.
-    void execFollowsTheSpecification_data()
+    void execFollowsTheDesktopEntryRules()
     {
-        QTest::addColumn<QString>("executable");
-        QTest::addColumn<QString>("exec");
-        QTest::addRow("plain") << "/usr/bin/vellumo" << u"/usr/bin/vellumo"_qs;
-        QTest::addRow("space") << "/opt/my apps/vellumo" << u"\"/opt/my apps/vellumo\""_qs;
-        QTest::addRow("dollar") << "/opt/$x/vellumo" << u"\"/opt/\\\\$x/vellumo\""_qs;
-        QTest::addRow("backslash") << "/opt/a\\b/vellumo" << u"\"/opt/a\\\\\\\\b/vellumo\""_qs;
-        QTest::addRow("percent") << "/opt/100%/vellumo" << u"/opt/100%%/vellumo"_qs;
-        QTest::addRow("percent, quoted")
-            << "/opt/100% sure/vellumo" << u"\"/opt/100%% sure/vellumo\""_qs;
-    }
-
-    void execFollowsTheSpecification()
-    {
-        QFETCH(QString, executable);
-        QFETCH(QString, exec);
-        QCOMPARE(XdgAutostart::execValue(executable), exec);
+        const std::pair<QString, QString> rows[] = {
+            {u"/usr/bin/vellumo"_qs, u"/usr/bin/vellumo"_qs},
+            {u"/opt/my apps/vellumo"_qs, u"\"/opt/my apps/vellumo\""_qs},
+            {u"/opt/$x/vellumo"_qs, u"\"/opt/\\\\$x/vellumo\""_qs},
+            {u"/opt/a\\b/vellumo"_qs, u"\"/opt/a\\\\\\\\b/vellumo\""_qs},
+            {u"/opt/100%/vellumo"_qs, u"/opt/100%%/vellumo"_qs},
+            {u"/opt/100% sure/vellumo"_qs, u"\"/opt/100%% sure/vellumo\""_qs},
+        };
+        for (const auto &[executable, exec] : rows) {
+            QCOMPARE(XdgAutostart::execValue(executable), exec);
+        }
     }
 
     void failuresAreLogged()
     {
         const QString autostart = qEnvironmentVariable("XDG_CONFIG_HOME") + "/autostart";
-        QFile blocker(autostart);
-        QVERIFY(blocker.open(QIODevice::WriteOnly));
-        blocker.close();
+        QVERIFY(write(autostart, {}, QIODevice::WriteOnly));
         const XdgAutostart item(QStringLiteral("/usr/bin/vellumo"));
         QVERIFY(!item.setEnabled(true));
         QCOMPARE(loginItemLog,
@@ -156,35 +137,36 @@ private Q_SLOTS:
                              autostart});
 
         // An entry that is a folder with something in it cannot be removed.
-        loginItemLog.clear();
         QVERIFY(QFile::remove(autostart));
         QVERIFY(QDir().mkpath(XdgAutostart::entryPath() + QStringLiteral("/inside")));
-        QVERIFY(!item.setEnabled(false));
-        QCOMPARE(loginItemLog.size(), 1);
-        QVERIFY2(loginItemLog.first().startsWith(
-                     QStringLiteral("Failed to disable launch at login: cannot remove the "
-                                    "autostart entry ") +
-                     XdgAutostart::entryPath() + u':'),
-                 qPrintable(loginItemLog.first()));
         // Enabling removes the old entry first, and says so in its own words.
-        loginItemLog.clear();
-        QVERIFY(!item.setEnabled(true));
-        QCOMPARE(loginItemLog.size(), 1);
-        QVERIFY2(loginItemLog.first().startsWith(
-                     QStringLiteral("Failed to enable launch at login: cannot remove the "
-                                    "autostart entry ")),
-                 qPrintable(loginItemLog.first()));
+        for (const bool enable : {false, true}) {
+            loginItemLog.clear();
+            QVERIFY(!item.setEnabled(enable));
+            QCOMPARE(loginItemLog.size(), 1);
+            const QString said =
+                QStringLiteral("Failed to %1 launch at login: cannot remove the "
+                               "autostart entry %2:")
+                    .arg(enable ? u"enable" : u"disable", XdgAutostart::entryPath());
+            QVERIFY2(loginItemLog.first().startsWith(said), qPrintable(loginItemLog.first()));
+        }
     }
 
     // Enabling an enabled entry writes it anew: one turned off by the
-    // desktop's settings, or naming another program, is on and current after.
+    // desktop's own settings, or naming another program, is on and current
+    // after.
+    void enablingAgainReplacesTheEntry_data()
+    {
+        QTest::addColumn<QByteArray>("off");
+        QTest::addRow("hidden") << QByteArray("Hidden=true");
+        QTest::addRow("GNOME") << QByteArray("X-GNOME-Autostart-enabled=false");
+    }
+
     void enablingAgainReplacesTheEntry()
     {
+        QFETCH(QByteArray, off);
         QVERIFY(XdgAutostart(QStringLiteral("/old/vellumo")).setEnabled(true));
-        QFile entry(XdgAutostart::entryPath());
-        QVERIFY(entry.open(QIODevice::Append));
-        entry.write("Hidden=true\n");
-        entry.close();
+        QVERIFY(write(XdgAutostart::entryPath(), off + '\n', QIODevice::Append));
         const XdgAutostart item(QStringLiteral("/new/vellumo"));
         QVERIFY(!item.isEnabled());
         QVERIFY(item.setEnabled(true));
@@ -192,7 +174,7 @@ private Q_SLOTS:
         const QByteArray text = readAll(XdgAutostart::entryPath());
         QVERIFY(text.contains("Exec=/new/vellumo\n"));
         QVERIFY(!text.contains("/old/"));
-        QVERIFY(!text.contains("Hidden"));
+        QVERIFY(!text.contains(off));
         QVERIFY(loginItemLog.isEmpty());
     }
 
@@ -203,11 +185,9 @@ private Q_SLOTS:
         const QString running = QStringLiteral("/build/src/app/vellumo");
         const QString installed = root.filePath(QStringLiteral("vellumo"));
         QCOMPARE(XdgAutostart::executableToStart(installed, running), running);
-        QFile program(installed);
-        QVERIFY(program.open(QIODevice::WriteOnly));
-        program.close();
+        QVERIFY(write(installed, {}, QIODevice::WriteOnly));
         QCOMPARE(XdgAutostart::executableToStart(installed, running), running);
-        QVERIFY(program.setPermissions(program.permissions() | QFile::ExeOwner));
+        QVERIFY(writeProgram(installed, {}));
         QCOMPARE(XdgAutostart::executableToStart(installed, running), installed);
         QCOMPARE(XdgAutostart::executableToStart(root.path(), running), running);
     }

@@ -43,32 +43,23 @@ private Q_SLOTS:
         QCOMPARE(anchor.log, QStringList{u"Using mouse position (bottom-left): (12.5, 40.0)"_qs});
     }
 
-    void pointsNearAWindowCornerMoveToItsCentre_data()
-    {
-        QTest::addColumn<QPointF>("point");
-        QTest::addColumn<bool>("centred");
-        const QRectF window(100, 100, 800, 600);
-        QTest::newRow("29.9 from top-left") << QPointF(100 + 29.9, 100) << true;
-        QTest::newRow("exactly 30 from top-left") << QPointF(130, 100) << false;
-        QTest::newRow("near top-right") << QPointF(890, 110) << true;
-        QTest::newRow("near bottom-left") << QPointF(105, 695) << true;
-        QTest::newRow("near bottom-right, diagonal 28.28") << QPointF(880, 680) << true;
-        QTest::newRow("inside, far from corners") << QPointF(400, 400) << false;
-    }
-
+    // Within 30 of a corner of the window (800 by 600 at 100, 100).
     void pointsNearAWindowCornerMoveToItsCentre()
     {
-        QFETCH(QPointF, point);
-        QFETCH(bool, centred);
-        FocusGeometry geometry;
-        geometry.textInsertionPoint = point;
-        geometry.focusedWindowFrame = QRectF(100, 100, 800, 600);
-        const Anchor anchor = popupPosition(geometry, QPointF());
-        QCOMPARE(anchor.point, centred ? QPointF(500, 400) : point);
-        QCOMPARE(anchor.log.size(), centred ? 2 : 1);
-        if (centred) {
-            QCOMPARE(anchor.log.last(),
-                     u"Position is near a window corner. Centering popup in window."_qs);
+        const std::pair<QPointF, bool> rows[] = {
+            {{129.9, 100}, true}, {{130, 100}, false}, {{890, 110}, true},
+            {{105, 695}, true},   {{880, 680}, true},  {{400, 400}, false},
+        };
+        for (const auto &[point, centred] : rows) {
+            FocusGeometry geometry;
+            geometry.textInsertionPoint = point;
+            geometry.focusedWindowFrame = QRectF(100, 100, 800, 600);
+            const Anchor anchor = popupPosition(geometry, QPointF());
+            QCOMPARE(anchor.point, centred ? QPointF(500, 400) : point);
+            QCOMPARE(anchor.log.mid(1),
+                     centred ? QStringList{u"Position is near a window corner. Centering popup in "
+                                           u"window."_qs}
+                             : QStringList());
         }
     }
 
@@ -80,52 +71,36 @@ private Q_SLOTS:
         QCOMPARE(anchor.point, QPointF(200, 150));
     }
 
-    void theFrameStaysOnTheScreen_data()
-    {
-        QTest::addColumn<QPointF>("point");
-        QTest::addColumn<QRectF>("around");
-        QTest::addColumn<QRect>("screen");
-        QTest::addColumn<QRect>("expected");
-        const QRect screen(0, 0, 1920, 1080);
-        QTest::newRow("below, centred")
-            << QPointF(500, 300) << QRectF() << screen << QRect(320, 300 + gap, 360, 340);
-        QTest::newRow("clamped at the left edge")
-            << QPointF(20, 300) << QRectF() << screen << QRect(0, 300 + gap, 360, 340);
-        QTest::newRow("clamped at the right edge")
-            << QPointF(1910, 300) << QRectF() << screen << QRect(1560, 300 + gap, 360, 340);
-        QTest::newRow("flipped above the selection")
-            << QPointF(500, 1000) << QRectF(460, 980, 80, 20) << screen
-            << QRect(320, 980 - gap - 340, 360, 340);
-        QTest::newRow("flipped above a bare point")
-            << QPointF(500, 900) << QRectF() << screen << QRect(320, 900 - gap - 340, 360, 340);
-        // A tall element on a short screen: neither below nor above has room,
-        // so the popup goes beside the element rather than over it.
-        QTest::newRow("beside, to the right")
-            << QPointF(300, 700) << QRectF(100, 100, 400, 600) << QRect(0, 0, 1280, 720)
-            << QRect(500 + gap, 720 - 340, 360, 340);
-        QTest::newRow("beside, to the left")
-            << QPointF(900, 700) << QRectF(700, 100, 400, 600) << QRect(0, 0, 1280, 720)
-            << QRect(700 - gap - 360, 720 - 340, 360, 340);
-        QTest::newRow("second screen to the right")
-            << QPointF(2000, 100) << QRectF() << QRect(1920, 0, 1280, 1024)
-            << QRect(1920, 100 + gap, 360, 340);
-        QTest::newRow("screen lower than the popup")
-            << QPointF(100, 100) << QRectF() << QRect(0, 0, 800, 200)
-            << QRect(100 + gap, 0, 360, 340);
-    }
-
+    // Below the anchor, centred on it and kept on its screen; above when
+    // there is no room below.
     void theFrameStaysOnTheScreen()
     {
-        QFETCH(QPointF, point);
-        QFETCH(QRectF, around);
-        QFETCH(QRect, screen);
-        QFETCH(QRect, expected);
-        Anchor anchor;
-        anchor.point = point;
-        if (!around.isNull()) {
-            anchor.around = around;
+        const QRect full(0, 0, 1920, 1080);
+        const QRect short720(0, 0, 1280, 720);
+        const struct {
+            QPointF point;
+            std::optional<QRectF> around;
+            QRect screen;
+            QRect expected;
+        } rows[] = {
+            {{500, 300}, {}, full, {320, 300 + gap, 360, 340}},
+            {{20, 300}, {}, full, {0, 300 + gap, 360, 340}},
+            {{1910, 300}, {}, full, {1560, 300 + gap, 360, 340}},
+            {{500, 1000}, QRectF(460, 980, 80, 20), full, {320, 980 - gap - 340, 360, 340}},
+            {{500, 900}, {}, full, {320, 900 - gap - 340, 360, 340}},
+            // A tall element on a short screen: neither below nor above has
+            // room, so the popup goes beside the element rather than over it.
+            {{300, 700}, QRectF(100, 100, 400, 600), short720, {500 + gap, 720 - 340, 360, 340}},
+            {{900, 700}, QRectF(700, 100, 400, 600), short720, {700 - gap - 360, 380, 360, 340}},
+            {{2000, 100}, {}, {1920, 0, 1280, 1024}, {1920, 100 + gap, 360, 340}},
+            {{100, 100}, {}, {0, 0, 800, 200}, {100 + gap, 0, 360, 340}}, // lower than the popup
+        };
+        for (const auto &row : rows) {
+            Anchor anchor;
+            anchor.point = row.point;
+            anchor.around = row.around;
+            QCOMPARE(popupFrame(anchor, QSize(360, 340), row.screen), row.expected);
         }
-        QCOMPARE(popupFrame(anchor, QSize(360, 340), screen), expected);
     }
 };
 

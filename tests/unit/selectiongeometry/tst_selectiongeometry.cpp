@@ -153,32 +153,27 @@ private Q_SLOTS:
 
     // Qt's plain text answers the first line's height for every line, and
     // finds no character at any point: such places are not used.
-    void placesTheApplicationCannotFindAgainAreDropped_data()
-    {
-        QTest::addColumn<int>("characterAtFirst");
-        QTest::addColumn<int>("characterAtCaret");
-        QTest::addColumn<bool>("bounds");
-        QTest::addColumn<bool>("caret");
-        QTest::newRow("found again") << 54 << 79 << true << true;
-        QTest::newRow("the neighbour (rounding)") << 53 << 78 << true << true;
-        QTest::newRow("nothing there") << -1 << -1 << false << false;
-        QTest::newRow("another line") << 12 << 30 << false << false;
-    }
-
     void placesTheApplicationCannotFindAgainAreDropped()
     {
-        QFETCH(int, characterAtFirst);
-        QFETCH(int, characterAtCaret);
-        QFETCH(bool, bounds);
-        QFETCH(bool, caret);
-        GeometryAnswers a = editor();
-        a.characterAtFirst = characterAtFirst;
-        a.characterAtCaret = characterAtCaret;
-        const SelectionGeometry g = resolved(a);
-        QCOMPARE(g.selectionBounds.has_value(), bounds);
-        QCOMPARE(g.insertionPointAround == QRectF(877, 395, 9, 18), caret);
-        // Whatever is dropped, the element itself is still there.
-        QVERIFY(g.textInsertionPoint);
+        // The characters found at the first character and at the text cursor,
+        // and whether the bounds and the text cursor's place are kept.
+        const std::tuple<int, int, bool, bool> rows[] = {
+            {54, 79, true, true},   // found again
+            {53, 78, true, true},   // the neighbour (rounding)
+            {-1, -1, false, false}, // nothing there
+            {12, 30, false, false}, // another line
+        };
+        for (const auto &[atFirst, atCaret, bounds, caret] : rows) {
+            GeometryAnswers a = editor();
+            a.characterAtFirst = atFirst;
+            a.characterAtCaret = atCaret;
+            const SelectionGeometry g = resolved(a);
+            QCOMPARE(std::tuple(atFirst, atCaret, g.selectionBounds.has_value(),
+                                g.insertionPointAround == QRectF(877, 395, 9, 18)),
+                     std::tuple(atFirst, atCaret, bounds, caret));
+            // Whatever is dropped, the element itself is still there.
+            QVERIFY(g.textInsertionPoint);
+        }
     }
 
     // At offset 0, "no character" (-1) is not the neighbour of the first.

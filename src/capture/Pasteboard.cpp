@@ -7,8 +7,14 @@
 
 #include <QClipboard>
 #include <QGuiApplication>
+#include <QLoggingCategory>
 #include <QMimeData>
 #include <QSet>
+
+// The wait for a copy that comes after the capture gave up. Its lines carry
+// no text, so they are on by default: they tell when a copy of the user's own
+// would still get the clipboard put back over it.
+Q_LOGGING_CATEGORY(lcLateCopy, "vellumo.capture.latecopy", QtInfoMsg)
 
 namespace {
 
@@ -62,9 +68,29 @@ const QList<QByteArray> &textTargets()
     return targets;
 }
 
+// Whether a format is named after the process that owns the clipboard, as
+// LibreOffice's "application/x-libreoffice-internal-id-PID" is: that is how an
+// application tells its own copy from anyone else's. Offered again by
+// Vellumo, such a format would tell the application the clipboard is still
+// its own, and it would go on pasting what it copied last (the selection
+// Vellumo just read) instead of what was put back.
+bool namesOwner(const QByteArray &target, qint64 ownerProcessId)
+{
+    if (ownerProcessId <= 0 || textTargets().contains(target)) {
+        return false;
+    }
+    const QByteArray pid = QByteArray::number(ownerProcessId);
+    if (!target.endsWith(pid) || target.size() == pid.size()) {
+        return false;
+    }
+    const char before = target.at(target.size() - pid.size() - 1);
+    return before == '-' || before == '_' || before == '.' || before == '=';
+}
+
 // On the accessibility thread: every target with its data, or nothing when
 // the owner stopped answering.
-std::optional<Pasteboard::Snapshot> readSnapshot(platform::SelectionReader &reader)
+std::optional<Pasteboard::Snapshot> readSnapshot(platform::SelectionReader &reader,
+                                                 qint64 ownerProcessId)
 {
     Pasteboard::Snapshot snapshot;
     if (!reader.hasOwner()) {
@@ -82,7 +108,7 @@ std::optional<Pasteboard::Snapshot> readSnapshot(platform::SelectionReader &read
     qsizetype total = 0;
     bool haveText = false;
     for (const QByteArray &target : targets) {
-        if (isProtocolTarget(target)) {
+        if (isProtocolTarget(target) || namesOwner(target, ownerProcessId)) {
             continue;
         }
         const bool isText = textTargets().contains(target);
@@ -115,7 +141,10 @@ Pasteboard::Pasteboard(const platform::Selections &selections, QObject *parent)
     m_clipboard = QGuiApplication::clipboard();
     connect(m_clipboard, &QClipboard::dataChanged, this, &Pasteboard::changed);
     m_lateCopyWindow.setSingleShot(true);
-    connect(&m_lateCopyWindow, &QTimer::timeout, this, &Pasteboard::discardSnapshot);
+    connect(&m_lateCopyWindow, &QTimer::timeout, this, [this] {
+        qCInfo(lcLateCopy).noquote() << "No late copy came; the clipboard stays with its owner";
+        discardSnapshot();
+    });
 }
 
 void Pasteboard::changed()
@@ -137,7 +166,7 @@ void Pasteboard::changed()
                 discardSnapshot();
                 return;
             }
-            qCInfo(lcCapture).noquote()
+            qCInfo(lcLateCopy).noquote()
                 << "The application copied after the wait; the clipboard is put back";
             restorePasteboardContents();
         });
@@ -157,6 +186,7 @@ void Pasteboard::restoreAfterLateCopy(qint64 copierProcessId, int withinMs)
     }
     m_lateCopier = copierProcessId;
     m_lateCopyWindow.start(withinMs);
+    qCInfo(lcLateCopy).noquote() << QStringLiteral("Waiting %1 ms for a late copy").arg(withinMs);
 }
 
 QMimeData *Pasteboard::mimeDataFor(const Snapshot &snapshot)
@@ -175,7 +205,8 @@ QFuture<bool> Pasteboard::savePasteboardContents()
     }
     return AccessibilityThread::instance()
         .run([selections = &m_selections] {
-            return readSnapshot(*selections->reader(Selection::Clipboard));
+            return readSnapshot(*selections->reader(Selection::Clipboard),
+                                selections->ownerProcessId(Selection::Clipboard));
         })
         .then(this, [this](const std::optional<Snapshot> &snapshot) {
             if (!snapshot) {

@@ -54,7 +54,8 @@ public:
     using Snapshot = QList<std::pair<QByteArray, QByteArray>>;
     // The formats a restore offers again, in Qt's MIME names (text under
     // "text/plain", other targets under their own names). Targets that only
-    // make sense to their owner (window ids, protocol targets) are dropped.
+    // make sense to their owner (window ids, protocol targets, a format named
+    // after the owner's process id) are dropped.
     static QMimeData *mimeDataFor(const Snapshot &snapshot);
 
     static constexpr int answerTimeoutMs = 300;

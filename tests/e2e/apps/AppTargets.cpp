@@ -232,17 +232,17 @@ public:
 
     std::optional<QString> selectionTruth() override
     {
-        offerSentinel();
-        return keys({QStringLiteral("ctrl+c")}) ? waitForCopiedText() : std::nullopt;
+        const QByteArray stamp = clipboardStamp();
+        return keys({QStringLiteral("ctrl+c")}) ? waitForCopiedText(stamp) : std::nullopt;
     }
 
     std::optional<QString> contents() override
     {
-        offerSentinel();
+        const QByteArray stamp = clipboardStamp();
         if (!keys({QStringLiteral("ctrl+a"), QStringLiteral("ctrl+c")})) {
             return std::nullopt;
         }
-        const auto text = waitForCopiedText();
+        const auto text = waitForCopiedText(stamp);
         keys({QStringLiteral("ctrl+Home")});
         return text;
     }

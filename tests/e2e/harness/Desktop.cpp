@@ -255,7 +255,6 @@ const QString userText = QStringLiteral("The user's own clipboard 📋");
 const QString userHtml = QStringLiteral("<b>The user's own</b> clipboard");
 const QString userFormat = QStringLiteral("application/x-vellumo-test");
 const QByteArray userBytes = QByteArrayLiteral("\x01\x02raw\x00bytes");
-const QString sentinel = QStringLiteral("vellumo-test-sentinel");
 
 QByteArray userImage()
 {
@@ -314,23 +313,33 @@ QString userClipboardProblem()
     return {};
 }
 
-void offerSentinel()
+QByteArray clipboardStamp()
 {
-    QGuiApplication::clipboard()->setText(sentinel, QClipboard::Clipboard);
+    int code = -1;
+    const QByteArray stamp =
+        selectionData(QStringLiteral("clipboard"), QStringLiteral("TIMESTAMP"), &code);
+    return code == 0 ? stamp : QByteArray();
 }
 
-std::optional<QString> waitForCopiedText(int timeoutMs)
+std::optional<QString> waitForCopiedText(const QByteArray &stampBefore, int timeoutMs)
 {
     std::optional<QString> copied;
     QTest::qWaitFor(
         [&] {
+            // This process's own offer (the user's clipboard) is no copy,
+            // whatever it answers for its time.
+            if (QGuiApplication::clipboard()->ownsClipboard()) {
+                return false;
+            }
+            const QByteArray stamp = clipboardStamp();
+            if (stamp.isEmpty() || stamp == stampBefore) {
+                return false;
+            }
             int code = -1;
-            if (!QGuiApplication::clipboard()->ownsClipboard()) {
-                const QByteArray data = selectionData(QStringLiteral("clipboard"),
-                                                      QStringLiteral("UTF8_STRING"), &code);
-                if (code == 0) {
-                    copied = QString::fromUtf8(data);
-                }
+            const QByteArray data =
+                selectionData(QStringLiteral("clipboard"), QStringLiteral("UTF8_STRING"), &code);
+            if (code == 0) {
+                copied = QString::fromUtf8(data);
             }
             return copied.has_value();
         },

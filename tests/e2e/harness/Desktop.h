@@ -81,10 +81,13 @@ QStringList clipboardTargets();
 void offerUserClipboard();
 // Empty when that offer is still on the clipboard, whole; else what differs.
 QString userClipboardProblem();
-// This process offers a short text, so a copy that follows can be told apart.
-void offerSentinel();
-// The clipboard's text once another client took it over from the sentinel.
-std::optional<QString> waitForCopiedText(int timeoutMs = 3000);
+// Which copy the clipboard holds: its owner's answer to TIMESTAMP (when it
+// took the clipboard), empty without an owner. Asking changes no owner, so an
+// application that checks each new owner (LibreOffice does, and a copy of
+// its own during that check is lost) has nothing to react to before a copy.
+QByteArray clipboardStamp();
+// The clipboard's text once a copy newer than the stamp is on it.
+std::optional<QString> waitForCopiedText(const QByteArray &stampBefore, int timeoutMs = 3000);
 
 // The command popup while it is mapped.
 std::optional<QRect> popupFrame();

@@ -232,17 +232,17 @@ public:
 
     std::optional<QString> selectionTruth() override
     {
-        const QByteArray stamp = clipboardStamp();
-        return keys({QStringLiteral("ctrl+c")}) ? waitForCopiedText(stamp) : std::nullopt;
+        CopyWatch copy;
+        return keys({QStringLiteral("ctrl+c")}) ? waitForCopiedText(copy) : std::nullopt;
     }
 
     std::optional<QString> contents() override
     {
-        const QByteArray stamp = clipboardStamp();
+        CopyWatch copy;
         if (!keys({QStringLiteral("ctrl+a"), QStringLiteral("ctrl+c")})) {
             return std::nullopt;
         }
-        const auto text = waitForCopiedText(stamp);
+        const auto text = waitForCopiedText(copy);
         keys({QStringLiteral("ctrl+Home")});
         return text;
     }
@@ -420,13 +420,13 @@ public:
     {
         // The application's own selection, once it has taken PRIMARY.
         QString text;
-        QTest::qWaitFor(
+        const bool taken = QTest::qWaitFor(
             [&text] {
                 text = QGuiApplication::clipboard()->ownsSelection() ? QString() : primaryText();
                 return !text.isEmpty();
             },
             3000);
-        return text.isEmpty() ? std::nullopt : std::optional<QString>(text);
+        return taken ? std::optional<QString>(text) : std::nullopt;
     }
 
     std::optional<QString> contents() override { return std::nullopt; }
@@ -622,7 +622,7 @@ std::unique_ptr<Target> makeTarget(const QString &name)
     }
     if (name == u"gnome-text-editor") {
         return std::make_unique<KeyboardTarget>(
-            Profile{name, name, {QStringLiteral("--standalone"), file}});
+            Profile{name, name, {QStringLiteral("--standalone"), file}, {}});
     }
     if (name == u"designer") {
         // Qt's plain text edit answers the first line's place for every line.

@@ -31,7 +31,7 @@ QtMessageHandler previousHandler = nullptr;
 
 void collectLog(QtMsgType type, const QMessageLogContext &context, const QString &message)
 {
-    if (context.category && QByteArray(context.category) == "vellumo.capture") {
+    if (context.category && QByteArray(context.category).startsWith("vellumo.capture")) {
         QMutexLocker lock(&logMutex);
         logLines.append(message);
     }

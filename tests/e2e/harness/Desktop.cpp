@@ -23,6 +23,7 @@
 #include <unistd.h>
 // Xlib last: its macros clash with Qt's names.
 #include <X11/Xlib.h>
+#include <X11/extensions/Xfixes.h>
 #include <X11/keysym.h>
 
 namespace Desktop {
@@ -99,14 +100,14 @@ bool drag(QPoint from, QPoint to)
 quint64 findWindow(const QStringList &how, int timeoutMs)
 {
     quint64 window = 0;
-    QTest::qWaitFor(
+    const bool found = QTest::qWaitFor(
         [&] {
             window = xdotoolWindow(
                 QStringList{QStringLiteral("search"), QStringLiteral("--onlyvisible")} + how);
             return window != 0;
         },
         timeoutMs);
-    return window;
+    return found ? window : 0;
 }
 
 bool activate(quint64 window)
@@ -313,26 +314,51 @@ QString userClipboardProblem()
     return {};
 }
 
-QByteArray clipboardStamp()
+CopyWatch::CopyWatch()
 {
-    int code = -1;
-    const QByteArray stamp =
-        selectionData(QStringLiteral("clipboard"), QStringLiteral("TIMESTAMP"), &code);
-    return code == 0 ? stamp : QByteArray();
+    Display *display = XOpenDisplay(nullptr);
+    int errorBase = 0;
+    if (!display || !XFixesQueryExtension(display, &m_eventBase, &errorBase)) {
+        qWarning("no X server with XFixes to watch the clipboard on");
+        if (display) {
+            XCloseDisplay(display);
+        }
+        return;
+    }
+    XFixesSelectSelectionInput(display, DefaultRootWindow(display),
+                               XInternAtom(display, "CLIPBOARD", False),
+                               XFixesSetSelectionOwnerNotifyMask);
+    XSync(display, False); // watching before the copy's keys go out
+    m_display = display;
 }
 
-std::optional<QString> waitForCopiedText(const QByteArray &stampBefore, int timeoutMs)
+CopyWatch::~CopyWatch()
+{
+    if (m_display) {
+        XCloseDisplay(static_cast<Display *>(m_display));
+    }
+}
+
+bool CopyWatch::taken()
+{
+    auto *display = static_cast<Display *>(m_display);
+    if (!display) {
+        return false;
+    }
+    while (XPending(display) > 0) {
+        XEvent event;
+        XNextEvent(display, &event);
+        m_taken = m_taken || event.type == m_eventBase + XFixesSelectionNotify;
+    }
+    return m_taken;
+}
+
+std::optional<QString> waitForCopiedText(CopyWatch &watch, int timeoutMs)
 {
     std::optional<QString> copied;
-    QTest::qWaitFor(
+    const bool came = QTest::qWaitFor(
         [&] {
-            // This process's own offer (the user's clipboard) is no copy,
-            // whatever it answers for its time.
-            if (QGuiApplication::clipboard()->ownsClipboard()) {
-                return false;
-            }
-            const QByteArray stamp = clipboardStamp();
-            if (stamp.isEmpty() || stamp == stampBefore) {
+            if (!watch.taken() || QGuiApplication::clipboard()->ownsClipboard()) {
                 return false;
             }
             int code = -1;
@@ -344,7 +370,7 @@ std::optional<QString> waitForCopiedText(const QByteArray &stampBefore, int time
             return copied.has_value();
         },
         timeoutMs);
-    return copied;
+    return came ? copied : std::nullopt;
 }
 
 std::optional<QRect> popupFrame()

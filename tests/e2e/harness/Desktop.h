@@ -81,13 +81,28 @@ QStringList clipboardTargets();
 void offerUserClipboard();
 // Empty when that offer is still on the clipboard, whole; else what differs.
 QString userClipboardProblem();
-// Which copy the clipboard holds: its owner's answer to TIMESTAMP (when it
-// took the clipboard), empty without an owner. Asking changes no owner, so an
-// application that checks each new owner (LibreOffice does, and a copy of
-// its own during that check is lost) has nothing to react to before a copy.
-QByteArray clipboardStamp();
-// The clipboard's text once a copy newer than the stamp is on it.
-std::optional<QString> waitForCopiedText(const QByteArray &stampBefore, int timeoutMs = 3000);
+// From its creation on, watches the X server's notices that a client took
+// the clipboard (XFixes), also an owner taking it again. So a copy is seen
+// without this process taking the clipboard first (an application that
+// checks each new owner, as LibreOffice does, drops a copy it makes during
+// that check) and whatever the owner answers for TIMESTAMP (GTK 4: 0).
+class CopyWatch {
+public:
+    CopyWatch();
+    ~CopyWatch();
+    CopyWatch(const CopyWatch &) = delete;
+    CopyWatch &operator=(const CopyWatch &) = delete;
+    // Whether a client took the clipboard since the watch began.
+    bool taken();
+
+private:
+    void *m_display = nullptr;
+    int m_eventBase = -1;
+    bool m_taken = false;
+};
+// The clipboard's text once a client took the clipboard after the watch
+// began, and that client is not this process.
+std::optional<QString> waitForCopiedText(CopyWatch &watch, int timeoutMs = 3000);
 
 // The command popup while it is mapped.
 std::optional<QRect> popupFrame();

@@ -141,11 +141,11 @@ bool keysAndLook(const QStringList &sequence, const QString &name)
 // The test area's whole text, copied as a user would copy it.
 QString testAreaText()
 {
-    const QByteArray stamp = clipboardStamp();
+    CopyWatch copy;
     if (!keys({QStringLiteral("ctrl+a"), QStringLiteral("ctrl+c")})) {
         return QStringLiteral("<keys failed>");
     }
-    return waitForCopiedText(stamp).value_or(QStringLiteral("<nothing copied>"));
+    return waitForCopiedText(copy).value_or(QStringLiteral("<nothing copied>"));
 }
 
 } // namespace

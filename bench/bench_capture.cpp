@@ -115,7 +115,10 @@ int main(int argc, char **argv)
     const auto selectWordIn = [&selectWord](const Desktop::App &editor) {
         editor.activate();
         Desktop::keys(selectWord);
-        QTest::qWaitFor([] { return Desktop::primaryText() == QStringLiteral("alpha"); }, 3000);
+        if (!QTest::qWaitFor([] { return Desktop::primaryText() == QStringLiteral("alpha"); },
+                             3000)) {
+            std::fprintf(stderr, "the editor did not select the word\n");
+        }
     };
     std::printf("Median over %d runs on the private test desktop (Xvfb):\n", runs);
 

@@ -227,7 +227,7 @@ ProcessFigures figures(qint64 pid)
 }
 
 struct Side {
-    const char *name;
+    const char *name = "";
     std::vector<double> latencies;
     int missed = 0;
     int misplaced = 0;
@@ -311,7 +311,9 @@ int main(int argc, char **argv)
     }
     QTest::qWait(1500); // the minimal program has hooked its key
 
-    Side sides[2] = {{"vellumo"}, {"minimal"}};
+    Side sides[2];
+    sides[0].name = "vellumo";
+    sides[1].name = "minimal";
     const qint64 pids[2] = {vellumo.pid(), minimal.processId()};
     MapWatcher watcher;
     for (int i = 0; i < presses; ++i) {

@@ -18,7 +18,7 @@ private Q_SLOTS:
         const std::tuple<QString, QString, QList<quint32>, quint32, bool> rows[] = {
             {u"mousepad"_qs, u"Mousepad"_qs, {controlL}, 'v', false},
             {u"xterm"_qs, u"XTerm"_qs, {shiftL}, insert, true},
-            {u"xterm"_qs, u"UXTerm"_qs, {shiftL}, insert, true},
+            {u"uxterm"_qs, u"UXTerm"_qs, {shiftL}, insert, true},
             {u"gnome-terminal-server"_qs, u"Gnome-terminal"_qs, {controlL, shiftL}, 'v', false},
             {u"xfce4-terminal"_qs, u"Xfce4-terminal"_qs, {controlL, shiftL}, 'v', false},
             {u""_qs, u""_qs, {controlL}, 'v', false},
